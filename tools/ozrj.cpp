@@ -1,9 +1,15 @@
-// ozrj: command-line front end of the library.
+// ozrj: command-line front end of the library.  Real files in and out:
+// JPEG encoding, lossless JPEG2000 decoding, DXT textures, PackBits TIFF,
+// and a demo that runs every pipeline on a generated photograph-like image.
+#include <chrono>
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "commands.h"
 #include "ozrj.h"
 
 namespace {
@@ -11,10 +17,17 @@ namespace {
 int usage(FILE* out) {
     std::fprintf(out,
                  "usage: ozrj <command> [arguments]\n"
-                 "commands:\n"
-                 "  version     print the library's version record\n"
-                 "  selftest    run a quick check of the library's kernels\n"
-                 "  --help      this text\n");
+                 "  jpeg encode IN.ppm|pgm OUT.jpg [--quality N] [--subsampling 444|422|420]\n"
+                 "                                  [--restart N] [--optimize] [--threads N]\n"
+                 "  j2k decode IN.j2k OUT.ppm|pgm    lossless (reversible 5/3) codestreams\n"
+                 "  dxt encode IN.ppm OUT.dds [--format dxt1|dxt3|dxt5|ycocg]\n"
+                 "  dxt decode IN.dds OUT.ppm\n"
+                 "  tiff pack IN.pgm|ppm OUT.tif      PackBits strips\n"
+                 "  tiff unpack IN.tif OUT.pgm|ppm\n"
+                 "  demo [DIR]                       run every pipeline on a generated image\n"
+                 "  version                          the library's version record\n"
+                 "  selftest                         a quick check of the library's kernels\n"
+                 "  --help                           this text\n");
     return out == stderr ? 2 : 0;
 }
 
@@ -56,9 +69,19 @@ int cmdSelftest() {
 int main(int argc, char** argv) {
     if (argc < 2) return usage(stderr);
     const std::string cmd = argv[1];
+    const std::string sub = argc > 2 ? argv[2] : "";
+    std::vector<std::string> rest;
+    for (int i = 3; i < argc; ++i) rest.push_back(argv[i]);
     if (cmd == "--help" || cmd == "-h" || cmd == "help") return usage(stdout);
     if (cmd == "version") return cmdVersion();
     if (cmd == "selftest") return cmdSelftest();
-    std::fprintf(stderr, "ozrj: unknown command '%s'\n", cmd.c_str());
+    if (cmd == "demo") return ozrtool::cmdDemo(argc > 2 ? argv[2] : "ozrj-demo");
+    if (cmd == "jpeg" && sub == "encode") return ozrtool::cmdJpegEncode(rest);
+    if (cmd == "j2k" && sub == "decode") return ozrtool::cmdJ2kDecode(rest);
+    if (cmd == "dxt" && sub == "encode") return ozrtool::cmdDxtEncode(rest);
+    if (cmd == "dxt" && sub == "decode") return ozrtool::cmdDxtDecode(rest);
+    if (cmd == "tiff" && sub == "pack") return ozrtool::cmdTiffPack(rest);
+    if (cmd == "tiff" && sub == "unpack") return ozrtool::cmdTiffUnpack(rest);
+    std::fprintf(stderr, "ozrj: unknown command '%s%s%s'\n", cmd.c_str(), sub.empty() ? "" : " ", sub.c_str());
     return usage(stderr);
 }

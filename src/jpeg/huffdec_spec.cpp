@@ -1,0 +1,143 @@
+// Decoder specification and decoder state records.
+#include <cstring>
+
+#include "core/frame.h"
+#include "jpeg/huffdec.h"
+
+namespace ozr {
+namespace huffdec {
+
+const uint8_t kZigzag[kZigzagLen] = {
+    0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48, 41, 34,
+    27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23, 30, 37, 44, 51,
+    58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63, 63, 63, 63, 63, 63, 63, 63, 63};
+
+OzrStatus specInit(const Ozr8u* bits, const Ozr8u* vals, OzriDecodeHuffmanSpec* spec) {
+    std::memset(spec, 0, sizeof(*spec));
+
+    // Code lengths in canonical order.
+    uint8_t sizes[257];
+    int total = 0;
+    for (int L = 1; L <= 16; ++L) {
+        const int n = bits[L - 1];
+        if (total + n > 256) return ozrStatusBadHuffmanTable;
+        for (int i = 0; i < n; ++i) sizes[total++] = static_cast<uint8_t>(L);
+    }
+    sizes[total] = 0;
+
+    // Canonical codes, without an over-subscription test: an over-full
+    // length simply runs on into larger values.
+    uint32_t codes[256];
+    {
+        uint32_t code = 0;
+        int k = 0, si = sizes[0];
+        while (sizes[k]) {
+            while (sizes[k] == si) {
+                if (k >= 256) return ozrStatusBadHuffmanTable;
+                codes[k++] = code++;
+            }
+            code <<= 1;
+            ++si;
+        }
+    }
+
+    // Per-length bounds and the symbol list.
+    int k = 0;
+    for (int L = 1; L <= 16; ++L) {
+        const int n = bits[L - 1];
+        spec->firstIndex[L] = static_cast<uint16_t>(k);
+        if (n > 0) {
+            spec->firstCode[L] = static_cast<uint16_t>(codes[k]);
+            for (int i = 0; i < n; ++i, ++k) {
+                if (k >= 256) return ozrStatusBadHuffmanTable;
+                spec->symbols[k] = vals[k];
+            }
+            spec->lastCode[L] = static_cast<uint16_t>(codes[k - 1]);
+        } else {
+            spec->lastCode[L] = 0xFFFF;
+        }
+    }
+    spec->lastCode[17] = 0xFFFF;
+
+    // Fast table for codes of up to 8 bits.  The index bound is 256, one past
+    // the table: an over-full short length may write that one entry, which
+    // lands on the first two first-code words of the record (never outside
+    // it); a well-formed table never gets there.
+    auto* raw = reinterpret_cast<uint8_t*>(spec);
+    k = 0;
+    for (int L = 1; L <= 8; ++L) {
+        for (int i = 0; i < bits[L - 1]; ++i, ++k) {
+            const uint32_t entry = vals[k] | (static_cast<uint32_t>(L) << 16);
+            const uint32_t base = codes[k] << (8 - L);
+            for (uint32_t j = 0; j < (1u << (8 - L)); ++j) {
+                const uint32_t idx = base + j;
+                if (idx > 256) return ozrStatusBadHuffmanTable;
+                std::memcpy(raw + offsetof(OzriDecodeHuffmanSpec, fast) + 4 * idx, &entry, 4);
+            }
+        }
+    }
+    return ozrStatusOk;
+}
+
+}  // namespace huffdec
+}  // namespace ozr
+
+using namespace ozr;
+
+extern "C" OZRAPI OzrStatus ozriDecodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize) {
+    if (OzrStatus st = firstFailure(ptr(pSize))) return st;
+    *pSize = static_cast<int>(sizeof(OzriDecodeHuffmanSpec));
+    return ozrStatusOk;
+}
+
+extern "C" OZRAPI OzrStatus ozriDecodeHuffmanSpecInit_JPEG_8u(const Ozr8u* pListBits,
+                                                            const Ozr8u* pListVals,
+                                                            OzriDecodeHuffmanSpec* pSpec) {
+    if (OzrStatus st = firstFailure(ptr(pListBits), ptr(pListVals), ptr(pSpec))) return st;
+    return huffdec::specInit(pListBits, pListVals, pSpec);
+}
+
+extern "C" OZRAPI OzrStatus ozriDecodeHuffmanSpecInitAlloc_JPEG_8u(const Ozr8u* pListBits,
+                                                                 const Ozr8u* pListVals,
+                                                                 OzriDecodeHuffmanSpec** ppSpec) {
+    if (OzrStatus st = firstFailure(ptr(pListBits), ptr(pListVals), ptr(ppSpec))) return st;
+    auto* spec = reinterpret_cast<OzriDecodeHuffmanSpec*>(
+        ozrsMalloc_8u(static_cast<int>(sizeof(OzriDecodeHuffmanSpec))));
+    if (!spec) return ozrStatusNullPointer;
+    *ppSpec = spec;  // stored also when the table turns out bad
+    return huffdec::specInit(pListBits, pListVals, spec);
+}
+
+extern "C" OZRAPI OzrStatus ozriDecodeHuffmanSpecFree_JPEG_8u(OzriDecodeHuffmanSpec* pSpec) {
+    if (OzrStatus st = firstFailure(ptr(pSpec))) return st;
+    ozrsFree(pSpec);
+    return ozrStatusOk;
+}
+
+extern "C" OZRAPI OzrStatus ozriDecodeHuffmanStateGetBufSize_JPEG_8u(int* pSize) {
+    if (OzrStatus st = firstFailure(ptr(pSize))) return st;
+    *pSize = static_cast<int>(sizeof(OzriDecodeHuffmanState));
+    return ozrStatusOk;
+}
+
+extern "C" OZRAPI OzrStatus ozriDecodeHuffmanStateInit_JPEG_8u(OzriDecodeHuffmanState* pState) {
+    if (OzrStatus st = firstFailure(ptr(pState))) return st;
+    std::memset(pState, 0, sizeof(*pState));
+    return ozrStatusOk;
+}
+
+extern "C" OZRAPI OzrStatus ozriDecodeHuffmanStateInitAlloc_JPEG_8u(OzriDecodeHuffmanState** ppState) {
+    if (OzrStatus st = firstFailure(ptr(ppState))) return st;
+    auto* state = reinterpret_cast<OzriDecodeHuffmanState*>(
+        ozrsMalloc_8u(static_cast<int>(sizeof(OzriDecodeHuffmanState))));
+    if (!state) return ozrStatusNullPointer;
+    std::memset(state, 0, sizeof(*state));
+    *ppState = state;
+    return ozrStatusOk;
+}
+
+extern "C" OZRAPI OzrStatus ozriDecodeHuffmanStateFree_JPEG_8u(OzriDecodeHuffmanState* pState) {
+    if (OzrStatus st = firstFailure(ptr(pState))) return st;
+    ozrsFree(pState);
+    return ozrStatusOk;
+}

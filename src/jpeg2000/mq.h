@@ -1,0 +1,324 @@
+// MQ arithmetic coder of the JPEG2000 code-block coder: the adaptive
+// two-symbol coder with its 19-context bank, in the register convention of
+// ITU-T T.800 Annex C (the decoder's C register holds complemented code bits).
+//
+// Contexts: 0 uniform, 1 run-length, 2..10 zero coding (2 = no significant
+// neighbour), 11..15 sign coding, 16..18 magnitude refinement.
+//
+// The decoder never fails: bytes at or past the segment end read as 0xFF, a
+// marker (0xFF followed by 0x90 or more) freezes the input and 1-bits are fed
+// from then on.  Corruption is found only by the callers' segmentation-symbol
+// test and by mqDecoderCheckErrPredTerm.
+//
+// The encoder is internal: it serves the tests and the code-block encoder.
+// Its first stored byte is a dummy that the copy-out passes over.
+#ifndef OZRJ_JPEG2000_MQ_H
+#define OZRJ_JPEG2000_MQ_H
+
+#include <cstdint>
+#include <vector>
+
+#include "ozrj.h"
+
+namespace ozr {
+namespace mq {
+
+constexpr int kContexts = 19;
+constexpr int kCtxUniform = 0;
+constexpr int kCtxRunLength = 1;
+
+// One probability state: Qe, next state after MPS renormalisation, next state
+// after LPS, and whether an LPS exchanges the MPS sense.
+struct Estimator {
+    uint32_t qe;
+    uint32_t nmps;
+    uint32_t nlps;
+    uint32_t sw;
+};
+
+inline constexpr Estimator owniEstimator_JPEG2K[47] = {
+    {0x5601, 1, 1, 1},   {0x3401, 2, 6, 0},   {0x1801, 3, 9, 0},   {0x0AC1, 4, 12, 0},
+    {0x0521, 5, 29, 0},  {0x0221, 38, 33, 0}, {0x5601, 7, 6, 1},   {0x5401, 8, 14, 0},
+    {0x4801, 9, 14, 0},  {0x3801, 10, 14, 0}, {0x3001, 11, 17, 0}, {0x2401, 12, 18, 0},
+    {0x1C01, 13, 20, 0}, {0x1601, 29, 21, 0}, {0x5601, 15, 14, 1}, {0x5401, 16, 14, 0},
+    {0x5101, 17, 15, 0}, {0x4801, 18, 16, 0}, {0x3801, 19, 17, 0}, {0x3401, 20, 18, 0},
+    {0x3001, 21, 19, 0}, {0x2801, 22, 19, 0}, {0x2401, 23, 20, 0}, {0x2201, 24, 21, 0},
+    {0x1C01, 25, 22, 0}, {0x1801, 26, 23, 0}, {0x1601, 27, 24, 0}, {0x1401, 28, 25, 0},
+    {0x1201, 29, 26, 0}, {0x1101, 30, 27, 0}, {0x0AC1, 31, 28, 0}, {0x09C1, 32, 29, 0},
+    {0x08A1, 33, 30, 0}, {0x0521, 34, 31, 0}, {0x0441, 35, 32, 0}, {0x02A1, 36, 33, 0},
+    {0x0221, 37, 34, 0}, {0x0141, 38, 35, 0}, {0x0111, 39, 36, 0}, {0x0085, 40, 37, 0},
+    {0x0049, 41, 38, 0}, {0x0025, 42, 39, 0}, {0x0015, 43, 40, 0}, {0x0009, 44, 41, 0},
+    {0x0005, 45, 42, 0}, {0x0001, 45, 43, 0}, {0x5601, 46, 46, 0},
+};
+
+// The probability state and MPS of one context packed as (index << 1) | MPS,
+// with the successor of each packed state after an MPS renormalisation and
+// after an LPS (the exchange of the MPS sense folded in).  The coding passes
+// run on these; the record keeps the two arrays of the context bank.
+struct PackedState {
+    uint32_t qe;
+    uint32_t nmps;
+    uint32_t nlps;
+};
+
+constexpr int kPackedStates = 94;
+
+struct PackedTable {
+    PackedState s[kPackedStates];
+};
+
+constexpr PackedTable buildPackedTable() {
+    PackedTable t{};
+    for (int i = 0; i < 47; ++i)
+        for (uint32_t mps = 0; mps < 2; ++mps) {
+            const Estimator& e = owniEstimator_JPEG2K[i];
+            t.s[2 * i + mps] = {e.qe, (e.nmps << 1) | mps, (e.nlps << 1) | (e.sw ? 1 - mps : mps)};
+        }
+    return t;
+}
+
+inline constexpr PackedTable kPacked = buildPackedTable();
+extern const int32_t owniInitialCtxIndexes_JPEG2K[kContexts];
+extern const int32_t owniInitialMPS_JPEG2K[kContexts];
+
+}  // namespace mq
+}  // namespace ozr
+
+// Decoder registers (field order is part of the record's definition).
+struct MqDecoderState {
+    const uint8_t* data;  // first byte of the codeword segment (caller's)
+    int32_t length;       // segment length in bytes
+    int32_t pos;          // index of the current byte B
+    uint32_t A;           // interval, normalised to at least 0x8000
+    uint32_t C;           // code register; Chigh = C >> 16
+    uint32_t CT;          // bits left before the next byte-in
+    uint32_t index[ozr::mq::kContexts];
+    uint32_t mps[ozr::mq::kContexts];
+    uint32_t marker;  // a marker was reached: feed 1-bits
+};
+
+// Encoder registers.  The finished bytes go to the byte store of the owner
+// (MqEncoder below keeps one of its own).
+struct MqEncoderState {
+    uint32_t writeIndex;
+    uint32_t readIndex;
+    uint32_t B;          // held byte, formed but not yet stored
+    uint32_t dropFirst;  // 1 until the dummy first byte was passed over
+    uint32_t A;
+    uint32_t C;
+    uint32_t CT;
+    uint32_t index[ozr::mq::kContexts];
+    uint32_t mps[ozr::mq::kContexts];
+    int32_t emitted;  // bytes formed by byte-out since the last restart
+    uint32_t pendingTermination;
+    uint32_t termMode;
+};
+
+namespace ozr {
+namespace mq {
+
+// ------------------------------------------------------------------ decoder
+void mqDecoderInit(MqDecoderState* s, const uint8_t* data, int length);
+void mqDecoderResetCtx(MqDecoderState* s);
+uint32_t mqDecoderDecode(MqDecoderState* s, int cx);
+// packed: context in the low 4 bits, sign prediction in bit 31.
+uint32_t mqDecoderDecodeSign(MqDecoderState* s, uint32_t packed);
+// 1 when the tail of a predictably terminated segment is wrong.
+int mqDecoderCheckErrPredTerm(MqDecoderState* s);
+
+// Byte fetch: anything at or past the end reads as 0xFF.
+inline uint32_t byteAt(const MqDecoderState& s, int32_t i) {
+    return i < s.length ? s.data[i] : 0xFFu;
+}
+
+inline void byteIn(MqDecoderState& s) {
+    if (s.marker) {
+        s.CT = 8;
+        return;
+    }
+    const uint32_t b = byteAt(s, s.pos);
+    const uint32_t b1 = byteAt(s, s.pos + 1);
+    if (b < 0xFF) {
+        ++s.pos;
+        s.C += 0xFF00u - (b1 << 8);
+        s.CT = 8;
+    } else if (b1 < 0x90) {
+        ++s.pos;
+        s.C += 0xFE00u - (b1 << 9);
+        s.CT = 7;
+    } else {
+        s.marker = 1;
+        s.CT = 8;
+    }
+}
+
+// The decision procedure, inlined into the coding passes.  index/mps are the
+// context bank (the state's own arrays).
+inline uint32_t decode(MqDecoderState& s, int cx) {
+    const Estimator& e = owniEstimator_JPEG2K[s.index[cx]];
+    const uint32_t qe = e.qe;
+    uint32_t d;
+    s.A -= qe;
+    if ((s.C >> 16) < s.A) {
+        if (s.A & 0x8000u) return s.mps[cx];
+        if (s.A < qe) {
+            d = 1u - s.mps[cx];
+            if (e.sw) s.mps[cx] = d;
+            s.index[cx] = e.nlps;
+        } else {
+            d = s.mps[cx];
+            s.index[cx] = e.nmps;
+        }
+    } else {
+        s.C -= s.A << 16;
+        if (s.A < qe) {
+            d = s.mps[cx];
+            s.index[cx] = e.nmps;
+        } else {
+            d = 1u - s.mps[cx];
+            if (e.sw) s.mps[cx] = d;
+            s.index[cx] = e.nlps;
+        }
+        s.A = qe;
+    }
+    do {
+        if (s.CT == 0) byteIn(s);
+        s.A <<= 1;
+        s.C <<= 1;
+        --s.CT;
+    } while (!(s.A & 0x8000u));
+    return d;
+}
+
+// ----------------------------------------------------- register-level decoder
+// The decoder's registers in locals of the coding passes: the same
+// arithmetic as decode() above on packed context states, with the
+// renormalisation shifting as far as the bits in hand allow at once.
+struct MqRegs {
+    uint32_t a, c, ct;
+    int32_t pos, len;
+    const uint8_t* data;
+    uint32_t marker;
+    uint8_t ctx[kContexts];
+};
+
+inline void loadRegs(const MqDecoderState& s, MqRegs* r) {
+    r->a = s.A;
+    r->c = s.C;
+    r->ct = s.CT;
+    r->pos = s.pos;
+    r->len = s.length;
+    r->data = s.data;
+    r->marker = s.marker;
+    for (int i = 0; i < kContexts; ++i) r->ctx[i] = static_cast<uint8_t>((s.index[i] << 1) | (s.mps[i] & 1));
+}
+
+inline void storeRegs(const MqRegs& r, MqDecoderState* s) {
+    s->A = r.a;
+    s->C = r.c;
+    s->CT = r.ct;
+    s->pos = r.pos;
+    s->marker = r.marker;
+    for (int i = 0; i < kContexts; ++i) {
+        s->index[i] = r.ctx[i] >> 1u;
+        s->mps[i] = r.ctx[i] & 1u;
+    }
+}
+
+inline void resetRegsCtx(MqRegs* r) {
+    for (int i = 0; i < kContexts; ++i)
+        r->ctx[i] = static_cast<uint8_t>((owniInitialCtxIndexes_JPEG2K[i] << 1) | owniInitialMPS_JPEG2K[i]);
+}
+
+__attribute__((always_inline)) inline void byteInRegs(MqRegs& r) {
+    if (r.marker) {
+        r.ct = 8;
+        return;
+    }
+    const uint32_t b = r.pos < r.len ? r.data[r.pos] : 0xFFu;
+    const uint32_t b1 = r.pos + 1 < r.len ? r.data[r.pos + 1] : 0xFFu;
+    if (b < 0xFF) {
+        ++r.pos;
+        r.c += 0xFF00u - (b1 << 8);
+        r.ct = 8;
+    } else if (b1 < 0x90) {
+        ++r.pos;
+        r.c += 0xFE00u - (b1 << 9);
+        r.ct = 7;
+    } else {
+        r.marker = 1;
+        r.ct = 8;
+    }
+}
+
+__attribute__((always_inline)) inline uint32_t decodeRegs(MqRegs& r, int cx) {
+    const uint32_t st = r.ctx[cx];
+    const PackedState& e = kPacked.s[st];
+    const uint32_t qe = e.qe;
+    uint32_t d;
+    r.a -= qe;
+    if ((r.c >> 16) < r.a) {
+        if (r.a & 0x8000u) return st & 1u;
+        if (r.a < qe) {
+            d = (st & 1u) ^ 1u;
+            r.ctx[cx] = static_cast<uint8_t>(e.nlps);
+        } else {
+            d = st & 1u;
+            r.ctx[cx] = static_cast<uint8_t>(e.nmps);
+        }
+    } else {
+        r.c -= r.a << 16;
+        if (r.a < qe) {
+            d = st & 1u;
+            r.ctx[cx] = static_cast<uint8_t>(e.nmps);
+        } else {
+            d = (st & 1u) ^ 1u;
+            r.ctx[cx] = static_cast<uint8_t>(e.nlps);
+        }
+        r.a = qe;
+    }
+    // Renormalise: shift by the leading zeros of A, reading a byte whenever
+    // the bits in hand run out.
+    uint32_t n = static_cast<uint32_t>(__builtin_clz(r.a)) - 16;
+    while (n > r.ct) {
+        r.a <<= r.ct;
+        r.c <<= r.ct;
+        n -= r.ct;
+        byteInRegs(r);
+    }
+    r.a <<= n;
+    r.c <<= n;
+    r.ct -= n;
+    return d;
+}
+
+// ------------------------------------------------------------------ encoder
+// Termination modes.
+constexpr uint32_t kTermFullFlush = 0;
+constexpr uint32_t kTermShortest = 1;
+constexpr uint32_t kTermPredictable = 2;
+
+// Encoder registers with a byte store of their own.
+struct MqEncoder {
+    MqEncoderState s;
+    std::vector<uint8_t> store;
+};
+
+// Registers, contexts and store restart; the mode is kept for terminations.
+void encBufReset(MqEncoder* e, uint32_t termMode);
+void mqEncoderResetCtx(MqEncoder* e);
+// Codes one decision d (0 or 1) in context cx.
+void mqEncoderEncode(MqEncoder* e, uint32_t d, int cx);
+// Terminates the segment with the mode given at reset.
+void mqEncoderTerminate(MqEncoder* e);
+// Hands out the stored bytes not yet copied (the dummy first byte never) and,
+// once everything of a terminated segment is out, restarts the registers for
+// the next segment (contexts untouched).
+void mqEncoderCopyOut(MqEncoder* e, std::vector<uint8_t>* out);
+// Terminates and copies out: the complete codeword segment.
+std::vector<uint8_t> mqEncoderFinish(MqEncoder* e);
+
+}  // namespace mq
+}  // namespace ozr
+
+#endif  // OZRJ_JPEG2000_MQ_H

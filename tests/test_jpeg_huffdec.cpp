@@ -1,0 +1,844 @@
+// Huffman decoding: decoder specification, bit reader (stuffing, fill bytes,
+// markers, end of data), block decoding (careful path, fast kernel, Direct
+// form), the one-value decoder and argument checks.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "jpeg/huffdec.h"
+#include "test_util.h"
+
+using namespace ozrtest;
+namespace hd = ozr::huffdec;
+
+namespace {
+
+// ISO/IEC 10918-1 Annex K tables (luminance DC and AC).
+const uint8_t kDcBits[16] = {0, 1, 5, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0};
+const uint8_t kDcVals[12] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};
+const uint8_t kAcBits[16] = {0, 2, 1, 3, 3, 2, 4, 3, 5, 5, 4, 4, 0, 0, 1, 0x7d};
+const uint8_t kAcVals[162] = {
+    0x01, 0x02, 0x03, 0x00, 0x04, 0x11, 0x05, 0x12, 0x21, 0x31, 0x41, 0x06, 0x13, 0x51, 0x61,
+    0x07, 0x22, 0x71, 0x14, 0x32, 0x81, 0x91, 0xa1, 0x08, 0x23, 0x42, 0xb1, 0xc1, 0x15, 0x52,
+    0xd1, 0xf0, 0x24, 0x33, 0x62, 0x72, 0x82, 0x09, 0x0a, 0x16, 0x17, 0x18, 0x19, 0x1a, 0x25,
+    0x26, 0x27, 0x28, 0x29, 0x2a, 0x34, 0x35, 0x36, 0x37, 0x38, 0x39, 0x3a, 0x43, 0x44, 0x45,
+    0x46, 0x47, 0x48, 0x49, 0x4a, 0x53, 0x54, 0x55, 0x56, 0x57, 0x58, 0x59, 0x5a, 0x63, 0x64,
+    0x65, 0x66, 0x67, 0x68, 0x69, 0x6a, 0x73, 0x74, 0x75, 0x76, 0x77, 0x78, 0x79, 0x7a, 0x83,
+    0x84, 0x85, 0x86, 0x87, 0x88, 0x89, 0x8a, 0x92, 0x93, 0x94, 0x95, 0x96, 0x97, 0x98, 0x99,
+    0x9a, 0xa2, 0xa3, 0xa4, 0xa5, 0xa6, 0xa7, 0xa8, 0xa9, 0xaa, 0xb2, 0xb3, 0xb4, 0xb5, 0xb6,
+    0xb7, 0xb8, 0xb9, 0xba, 0xc2, 0xc3, 0xc4, 0xc5, 0xc6, 0xc7, 0xc8, 0xc9, 0xca, 0xd2, 0xd3,
+    0xd4, 0xd5, 0xd6, 0xd7, 0xd8, 0xd9, 0xda, 0xe1, 0xe2, 0xe3, 0xe4, 0xe5, 0xe6, 0xe7, 0xe8,
+    0xe9, 0xea, 0xf1, 0xf2, 0xf3, 0xf4, 0xf5, 0xf6, 0xf7, 0xf8, 0xf9, 0xfa};
+
+OzriDecodeHuffmanSpec makeSpec(const uint8_t* bits, const uint8_t* vals) {
+    OzriDecodeHuffmanSpec s;
+    EXPECT_EQ(ozriDecodeHuffmanSpecInit_JPEG_8u(bits, vals, &s), ozrStatusOk);
+    return s;
+}
+
+// Canonical codes of a BITS/HUFFVAL pair: symbol -> (code, length).
+struct Codes {
+    uint32_t code[256] = {};
+    int len[256] = {};
+};
+Codes canonical(const uint8_t* bits, const uint8_t* vals) {
+    Codes c;
+    uint32_t code = 0;
+    int k = 0;
+    for (int L = 1; L <= 16; ++L) {
+        for (int i = 0; i < bits[L - 1]; ++i, ++k) {
+            c.code[vals[k]] = code++;
+            c.len[vals[k]] = L;
+        }
+        code <<= 1;
+    }
+    return c;
+}
+
+// An independent writer of entropy-coded data (stuffing, 1-bit padding).
+struct Writer {
+    std::vector<uint8_t> out;
+    uint32_t acc = 0;
+    int n = 0;
+    void put(uint32_t v, int len) {
+        for (int i = len - 1; i >= 0; --i) {
+            acc = (acc << 1) | ((v >> i) & 1u);
+            if (++n == 8) {
+                out.push_back(static_cast<uint8_t>(acc));
+                if ((acc & 0xFF) == 0xFF) out.push_back(0);
+                acc = 0;
+                n = 0;
+            }
+        }
+    }
+    void flush() {
+        if (n) put(0x7F, 8 - n);
+    }
+    void marker(uint8_t m) {
+        flush();
+        out.push_back(0xFF);
+        out.push_back(m);
+    }
+};
+
+int category(int v) {
+    int a = v < 0 ? -v : v, c = 0;
+    while (a) { ++c; a >>= 1; }
+    return c;
+}
+uint32_t magBits(int v, int cat) { return static_cast<uint32_t>(v < 0 ? v - 1 : v) & ((1u << cat) - 1u); }
+
+const int kZz[64] = {0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,
+                     12, 19, 26, 33, 40, 48, 41, 34, 27, 20, 13, 6,  7,  14, 21, 28,
+                     35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23, 30, 37, 44, 51,
+                     58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
+
+// Encodes a natural-order block with the standard tables.
+void encodeBlock(Writer& w, const int16_t* blk, int16_t* lastDC, const Codes& dc, const Codes& ac) {
+    const int diff = blk[0] - *lastDC;
+    *lastDC = blk[0];
+    const int dcat = category(diff);
+    w.put(dc.code[dcat], dc.len[dcat]);
+    if (dcat) w.put(magBits(diff, dcat), dcat);
+    int r = 0;
+    for (int k = 1; k < 64; ++k) {
+        const int v = blk[kZz[k]];
+        if (!v) { ++r; continue; }
+        while (r > 15) { w.put(ac.code[0xF0], ac.len[0xF0]); r -= 16; }
+        const int cat = category(v);
+        const int sym = r * 16 + cat;
+        w.put(ac.code[sym], ac.len[sym]);
+        w.put(magBits(v, cat), cat);
+        r = 0;
+    }
+    if (r) w.put(ac.code[0], ac.len[0]);
+}
+
+// Random block in the 8-bit coefficient range, sparse like real data.
+void randomBlock(Rng& rng, int16_t* blk, int density) {
+    for (int i = 0; i < 64; ++i) {
+        blk[i] = 0;
+        if (rng.range(0, 99) < density) {
+            const int cat = rng.range(1, 10);
+            int v = rng.range(1 << (cat - 1), (1 << cat) - 1);
+            blk[i] = static_cast<int16_t>(rng.range(0, 1) ? v : -v);
+        }
+    }
+    blk[0] = static_cast<int16_t>(rng.range(-1023, 1023));  // differences stay within category 11
+}
+
+struct Decoder {
+    OzriDecodeHuffmanState st{};
+    int pos = 0, marker = 0;
+    int16_t lastDC = 0;
+    Decoder() { ozriDecodeHuffmanStateInit_JPEG_8u(&st); }
+    OzrStatus block(const std::vector<uint8_t>& d, int16_t* out, const OzriDecodeHuffmanSpec& dc,
+                    const OzriDecodeHuffmanSpec& ac, int len = -1) {
+        return ozriDecodeHuffman8x8_JPEG_1u16s_C1(d.data(), len < 0 ? int(d.size()) : len, &pos, out,
+                                                  &lastDC, &marker, &dc, &ac, &st);
+    }
+};
+
+}  // namespace
+
+// ------------------------------------------------------------ specification
+TEST(DecodeSpec, StandardTablesFieldByField) {
+    int size = 0;
+    EXPECT_EQ(ozriDecodeHuffmanSpecGetBufSize_JPEG_8u(&size), ozrStatusOk);
+    EXPECT_EQ(size, 1644);
+    OzriDecodeHuffmanSpec s = makeSpec(kDcBits, kDcVals);
+    // Symbol 0 has code 00 (length 2): indexes 0x00..0x3F.
+    for (int i = 0; i < 64; ++i) EXPECT_EQ(s.fast[i], 0x20000u) << i;
+    EXPECT_EQ(s.fast[0x40], 0x30001u);  // symbol 1, code 010
+    EXPECT_EQ(s.fast[0xFE], 0x8000Au);  // symbol 10, code 11111110
+    EXPECT_EQ(s.fast[0xFF], 0u);        // symbol 11 has 9 bits
+    EXPECT_EQ(s.firstCode[9], 0x1FE);
+    EXPECT_EQ(s.lastCode[9], 0x1FE);
+    EXPECT_EQ(s.firstIndex[9], 11);
+    EXPECT_EQ(s.lastCode[1], 0xFFFF);
+    EXPECT_EQ(s.firstIndex[1], 0);
+    EXPECT_EQ(s.firstIndex[3], 1);
+    EXPECT_EQ(s.firstIndex[10], 12);  // no codes: number of shorter codes
+    EXPECT_EQ(s.lastCode[17], 0xFFFF);
+    EXPECT_EQ(s.lastCode[0], 0);
+    EXPECT_EQ(s.firstIndex[17], 0);
+    EXPECT_EQ(s.symbols[11], 11);
+    EXPECT_EQ(s.symbols[12], 0);
+    OzriDecodeHuffmanSpec a = makeSpec(kAcBits, kAcVals);
+    EXPECT_EQ(a.lastCode[16], 0xFFFE);  // the all-ones code is never used
+    EXPECT_EQ(a.firstIndex[16], 162 - 125);
+}
+
+TEST(DecodeSpec, CountLimitsAndOverfullShortCodes) {
+    uint8_t vals[256];
+    for (int i = 0; i < 256; ++i) vals[i] = static_cast<uint8_t>(i);
+    OzriDecodeHuffmanSpec s;
+    uint8_t bits[16] = {};
+    bits[7] = 255;
+    bits[15] = 1;  // 256 codes: accepted
+    EXPECT_EQ(ozriDecodeHuffmanSpecInit_JPEG_8u(bits, vals, &s), ozrStatusOk);
+    bits[15] = 2;  // 257
+    std::memset(&s, 0x77, sizeof s);
+    EXPECT_EQ(ozriDecodeHuffmanSpecInit_JPEG_8u(bits, vals, &s), ozrStatusBadHuffmanTable);
+    const std::vector<uint8_t> zero(sizeof s, 0);
+    EXPECT_EQ(0, std::memcmp(&s, zero.data(), sizeof s));  // zeroed before the count test
+
+    // Three codes of length 1: the third code (2) starts at index 256, whose
+    // entry is allowed; the next one (257) is not.
+    uint8_t over[16] = {3};
+    EXPECT_EQ(ozriDecodeHuffmanSpecInit_JPEG_8u(over, vals, &s), ozrStatusBadHuffmanTable);
+    // 128 codes of length 7 and one of length 8: code 256 writes exactly the
+    // one entry past the table, which is the first two first-code words.
+    uint8_t edge[16] = {};
+    edge[6] = 128;
+    edge[7] = 1;
+    EXPECT_EQ(ozriDecodeHuffmanSpecInit_JPEG_8u(edge, vals, &s), ozrStatusOk);
+    EXPECT_EQ(s.firstCode[0], 128);  // symbol 128
+    EXPECT_EQ(s.firstCode[1], 8);    // length 8
+    EXPECT_EQ(s.lastCode[8], 256);
+
+    OzriDecodeHuffmanSpec* p = nullptr;
+    EXPECT_EQ(ozriDecodeHuffmanSpecInitAlloc_JPEG_8u(over, vals, &p), ozrStatusBadHuffmanTable);
+    ASSERT_NE(p, nullptr);  // stored even for a bad table
+    EXPECT_EQ(ozriDecodeHuffmanSpecFree_JPEG_8u(p), ozrStatusOk);
+    const uint8_t none[16] = {};
+    EXPECT_EQ(ozriDecodeHuffmanSpecInit_JPEG_8u(none, vals, &s), ozrStatusOk);
+    for (int L = 1; L <= 17; ++L) EXPECT_EQ(s.lastCode[L], 0xFFFF);
+}
+
+// ---------------------------------------------------------- argument order
+TEST(DecodeArgs, CheckOrderAndNothingWritten) {
+    const OzriDecodeHuffmanSpec dc = makeSpec(kDcBits, kDcVals), ac = makeSpec(kAcBits, kAcVals);
+    // One block (DC +1, EOB) and a marker: every form succeeds on it.
+    const Codes dcC = canonical(kDcBits, kDcVals), acC = canonical(kAcBits, kAcVals);
+    Writer w;
+    int16_t blk[64] = {1}, last = 0;
+    encodeBlock(w, blk, &last, dcC, acC);
+    w.marker(0xD9);
+    const std::vector<uint8_t> direct = w.out;
+    const Ozr8u* src = direct.data();
+    const int srcLen = int(direct.size());
+    struct Args {
+        const Ozr8u* src = nullptr;
+        int len = 0;
+        int pos = 0;
+        bool posNull = false, dstNull = false, dcpNull = false, markerNull = false;
+        bool dcNull = false, acNull = false, stNull = false, prefNull = false, nbNull = false,
+             bitsNull = false;
+        int count = 0, nbits = 0, bitsLen = 0;
+    };
+    struct Case {
+        const char* what;
+        std::function<void(Args&)> edit;
+        OzrStatus block, direct, one;
+    };
+    const Case cases[] = {
+        {"all valid", [](Args&) {}, ozrStatusOk, ozrStatusOk, ozrStatusOk},
+        {"src null first", [](Args& a) { a.src = nullptr; a.len = -1; a.posNull = a.dstNull = true; },
+         ozrStatusNullPointer, ozrStatusNullPointer, ozrStatusNullPointer},
+        {"len before pos", [](Args& a) { a.len = -1; a.posNull = true; }, ozrStatusBadArgument,
+         ozrStatusNullPointer, ozrStatusBadSize},
+        {"zero len", [](Args& a) { a.len = 0; }, ozrStatusBufferExhausted, ozrStatusOk,
+         ozrStatusBadSize},
+        {"pos null before dst", [](Args& a) { a.posNull = a.dstNull = true; a.bitsNull = true; },
+         ozrStatusNullPointer, ozrStatusNullPointer, ozrStatusNullPointer},
+        {"negative bit length before dst", [](Args& a) { a.bitsLen = -8; a.dstNull = true; },
+         ozrStatusNullPointer, ozrStatusBadArgument, ozrStatusNullPointer},
+        {"dst null before tables", [](Args& a) { a.dstNull = true; a.dcNull = true; },
+         ozrStatusNullPointer, ozrStatusNullPointer, ozrStatusNullPointer},
+        {"last dc null", [](Args& a) { a.dcpNull = true; a.stNull = true; }, ozrStatusNullPointer,
+         ozrStatusNullPointer, ozrStatusNullPointer},
+        {"marker null", [](Args& a) { a.markerNull = true; a.dcNull = true; }, ozrStatusNullPointer,
+         ozrStatusNullPointer, ozrStatusNullPointer},
+        {"prefetch counts before tables", [](Args& a) { a.nbits = -1; a.dcNull = true; },
+         ozrStatusNullPointer, ozrStatusBadArgument, ozrStatusNullPointer},
+        {"prefetch pointer", [](Args& a) { a.prefNull = true; a.nbits = -1; }, ozrStatusOk,
+         ozrStatusNullPointer, ozrStatusOk},
+        {"dc table", [](Args& a) { a.dcNull = true; a.stNull = true; }, ozrStatusNullPointer,
+         ozrStatusNullPointer, ozrStatusNullPointer},
+        {"ac table", [](Args& a) { a.acNull = true; a.stNull = true; }, ozrStatusNullPointer,
+         ozrStatusNullPointer, ozrStatusNullPointer},
+        {"state", [](Args& a) { a.stNull = true; }, ozrStatusNullPointer, ozrStatusOk,
+         ozrStatusNullPointer},
+        {"negative position", [](Args& a) { a.pos = -1; }, ozrStatusBadArgument, ozrStatusOk,
+         ozrStatusBadArgument},
+        {"state count", [](Args& a) { a.count = 33; }, ozrStatusBadSize, ozrStatusOk,
+         ozrStatusBadSize},
+    };
+    for (const Case& c : cases) {
+        Args a;
+        a.src = src;
+        a.len = srcLen;
+        c.edit(a);
+        for (int which = 0; which < 3; ++which) {
+            int pos = a.pos, marker = 0, bitsLen = a.bitsLen, nbits = a.nbits;
+            Ozr32u pref = 0xDEADBEEF;
+            Ozr16s dst[64], lastDC = 7;
+            for (auto& v : dst) v = 0x5555;
+            OzriDecodeHuffmanState st{};
+            st.count = a.count;
+            st.position = 99;
+            const OzriDecodeHuffmanState st0 = st;
+            OzrStatus got, want;
+            const Ozr8u* s = a.src;
+            if (which == 0) {
+                want = c.block;
+                got = ozriDecodeHuffman8x8_JPEG_1u16s_C1(
+                    s, a.len, a.posNull ? nullptr : &pos, a.dstNull ? nullptr : dst,
+                    a.dcpNull ? nullptr : &lastDC, a.markerNull ? nullptr : &marker,
+                    a.dcNull ? nullptr : &dc, a.acNull ? nullptr : &ac, a.stNull ? nullptr : &st);
+            } else if (which == 1) {
+                want = c.direct;
+                got = ozriDecodeHuffman8x8_Direct_JPEG_1u16s_C1(
+                    s, (a.posNull || a.bitsNull) ? nullptr : &bitsLen, a.dstNull ? nullptr : dst,
+                    a.dcpNull ? nullptr : &lastDC, a.markerNull ? nullptr : &marker,
+                    a.prefNull ? nullptr : &pref, a.nbNull ? nullptr : &nbits,
+                    a.dcNull ? nullptr : &dc, a.acNull ? nullptr : &ac);
+            } else {
+                want = c.one;
+                got = ozriDecodeHuffmanOne_JPEG_1u16s_C1(
+                    s, a.len, a.posNull ? nullptr : &pos, a.dstNull ? nullptr : dst,
+                    a.markerNull ? nullptr : &marker, a.dcNull ? nullptr : &dc,
+                    a.stNull ? nullptr : &st);
+            }
+            EXPECT_EQ(got, want) << c.what << " form " << which;
+            if (want == ozrStatusNullPointer || want == ozrStatusBadArgument ||
+                want == ozrStatusBadSize) {
+                EXPECT_EQ(dst[0], 0x5555) << c.what << " form " << which;
+                EXPECT_EQ(dst[63], 0x5555);
+                EXPECT_EQ(lastDC, 7);
+                EXPECT_EQ(pos, a.pos);
+                EXPECT_EQ(bitsLen, a.bitsLen);
+                EXPECT_EQ(nbits, a.nbits);
+                EXPECT_EQ(pref, 0xDEADBEEFu);
+                EXPECT_EQ(0, std::memcmp(&st, &st0, sizeof st));
+            }
+        }
+    }
+}
+
+TEST(DecodeArgs, RecordFunctions) {
+    EXPECT_EQ(ozriDecodeHuffmanSpecGetBufSize_JPEG_8u(nullptr), ozrStatusNullPointer);
+    EXPECT_EQ(ozriDecodeHuffmanStateGetBufSize_JPEG_8u(nullptr), ozrStatusNullPointer);
+    int size = 0;
+    EXPECT_EQ(ozriDecodeHuffmanStateGetBufSize_JPEG_8u(&size), ozrStatusOk);
+    EXPECT_EQ(size, 24);
+    OzriDecodeHuffmanSpec s;
+    EXPECT_EQ(ozriDecodeHuffmanSpecInit_JPEG_8u(nullptr, kDcVals, &s), ozrStatusNullPointer);
+    EXPECT_EQ(ozriDecodeHuffmanSpecInit_JPEG_8u(kDcBits, nullptr, &s), ozrStatusNullPointer);
+    EXPECT_EQ(ozriDecodeHuffmanSpecInit_JPEG_8u(kDcBits, kDcVals, nullptr), ozrStatusNullPointer);
+    EXPECT_EQ(ozriDecodeHuffmanSpecInitAlloc_JPEG_8u(kDcBits, kDcVals, nullptr), ozrStatusNullPointer);
+    EXPECT_EQ(ozriDecodeHuffmanSpecFree_JPEG_8u(nullptr), ozrStatusNullPointer);
+    EXPECT_EQ(ozriDecodeHuffmanStateInit_JPEG_8u(nullptr), ozrStatusNullPointer);
+    EXPECT_EQ(ozriDecodeHuffmanStateInitAlloc_JPEG_8u(nullptr), ozrStatusNullPointer);
+    EXPECT_EQ(ozriDecodeHuffmanStateFree_JPEG_8u(nullptr), ozrStatusNullPointer);
+    OzriDecodeHuffmanState* st = nullptr;
+    ASSERT_EQ(ozriDecodeHuffmanStateInitAlloc_JPEG_8u(&st), ozrStatusOk);
+    EXPECT_EQ(st->bitBuffer, 0u);
+    EXPECT_EQ(st->count | st->eobRun | st->position, 0);
+    EXPECT_EQ(ozriDecodeHuffmanStateFree_JPEG_8u(st), ozrStatusOk);
+}
+
+// ---------------------------------------------------------------- reader
+TEST(DecodeReader, StuffingFillBytesMarkersAndEnd) {
+    const OzriDecodeHuffmanSpec dc = makeSpec(kDcBits, kDcVals), ac = makeSpec(kAcBits, kAcVals);
+    // DC category 8 (code 111110) + 8 bits 0xFF... built by hand: 0xFF 0x00 is one data byte.
+    {
+        // Stream bits: 111110 11111111 (DC +255) then EOB 1010, pad 1s.
+        // Bytes: 11111011 11111110 10111111 -> FB FE BF
+        const std::vector<uint8_t> d = {0xFB, 0xFE, 0xBF};
+        Decoder dec;
+        Ozr16s out[64];
+        EXPECT_EQ(dec.block(d, out, dc, ac), ozrStatusOk);
+        EXPECT_EQ(out[0], 255);
+        EXPECT_EQ(dec.st.position, 1);
+    }
+    {
+        // Reader level: FF 00 -> data FF; FF FF D0 -> marker D0 after it.
+        const uint8_t d[] = {0x12, 0xFF, 0x00, 0x34, 0xFF, 0xFF, 0xD0, 0x99};
+        int marker = 0;
+        OzriDecodeHuffmanState st{};
+        hd::StateReader r = hd::stateReader(d, sizeof d, 0, &marker, &st);
+        EXPECT_EQ(r.fill(24), ozrStatusOk);
+        EXPECT_EQ(r.count, 24);
+        EXPECT_EQ(r.buf, 0x12FF34u);
+        EXPECT_EQ(marker, 0xD0);
+        EXPECT_EQ(r.pos, 7);  // just after the marker
+        EXPECT_EQ(r.fill(25), ozrStatusBadCodeOrValue);
+        EXPECT_EQ(r.pos, 7);
+    }
+    {
+        // A 0xFF at the very end is the end of the data and stays unread.
+        const uint8_t d[] = {0x12, 0xFF};
+        int marker = 0;
+        OzriDecodeHuffmanState st{};
+        hd::StateReader r = hd::stateReader(d, sizeof d, 0, &marker, &st);
+        EXPECT_EQ(r.fill(8), ozrStatusOk);
+        EXPECT_EQ(r.pos, 1);
+        EXPECT_EQ(r.fill(9), ozrStatusBufferExhausted);
+        EXPECT_EQ(r.pos, 1);
+        EXPECT_EQ(marker, 0);
+        // ... and FF FF FF at the end likewise.
+        const uint8_t e[] = {0x12, 0xFF, 0xFF, 0xFF};
+        r = hd::stateReader(e, sizeof e, 0, &marker, &st);
+        EXPECT_EQ(r.fill(9), ozrStatusBufferExhausted);
+        EXPECT_EQ(r.pos, 1);
+        EXPECT_EQ(r.count, 8);
+    }
+}
+
+TEST(DecodeBlock, EdgeCasesOfTheBlockRules) {
+    const OzriDecodeHuffmanSpec dc = makeSpec(kDcBits, kDcVals), ac = makeSpec(kAcBits, kAcVals);
+    const Codes dcC = canonical(kDcBits, kDcVals), acC = canonical(kAcBits, kAcVals);
+    Ozr16s out[64];
+    {
+        // DC symbol 0 copies the predictor; ZRL then EOB leaves the rest zero.
+        Writer w;
+        w.put(dcC.code[0], dcC.len[0]);
+        w.put(acC.code[0xF0], acC.len[0xF0]);
+        w.put(acC.code[0], acC.len[0]);
+        w.flush();
+        Decoder dec;
+        dec.lastDC = -77;
+        ASSERT_EQ(dec.block(w.out, out, dc, ac), ozrStatusOk);
+        EXPECT_EQ(out[0], -77);
+        for (int i = 1; i < 64; ++i) EXPECT_EQ(out[i], 0);
+        EXPECT_EQ(dec.st.position, 17);
+    }
+    {
+        // Source ending inside the EOB code: DC and AC so far are kept.
+        Writer w;
+        w.put(dcC.code[6], dcC.len[6]);
+        w.put(33, 6);  // +33
+        w.put(acC.code[0x02], acC.len[0x02]);
+        w.put(2, 2);                   // +2
+        w.put(acC.code[0] >> 2, 2);    // the first 2 of the 4 EOB bits
+        ASSERT_EQ(w.out.size(), 2u);
+        ASSERT_EQ(w.n, 0);
+        Decoder dec;
+        EXPECT_EQ(dec.block(w.out, out, dc, ac), ozrStatusBufferExhausted);
+        EXPECT_EQ(out[0], 33);
+        EXPECT_EQ(out[1], 2);
+        for (int i = 2; i < 64; ++i) EXPECT_EQ(out[i], 0);
+        EXPECT_EQ(dec.st.position, 2);
+        EXPECT_EQ(dec.pos, 2);
+        EXPECT_EQ(dec.st.count, 2);  // the cut EOB consumed nothing
+    }
+    {
+        // DC failure sets the position field to 0.
+        Decoder dec;
+        dec.st.position = 33;
+        const std::vector<uint8_t> d = {0xFF, 0xD9};
+        EXPECT_EQ(dec.block(d, out, dc, ac), ozrStatusBadCodeOrValue);
+        EXPECT_EQ(dec.marker, 0xD9);
+        EXPECT_EQ(dec.st.position, 0);
+        EXPECT_EQ(dec.pos, 2);
+        const std::vector<uint8_t> e = {0x00};
+        Decoder dec2;
+        dec2.st.position = 33;
+        EXPECT_EQ(dec2.block(e, out, dc, ac, 0), ozrStatusBufferExhausted);
+        EXPECT_EQ(dec2.st.position, 0);
+    }
+    {
+        // After a marker the bits still buffered decode; the next block fails.
+        Writer w;
+        int16_t blk[64] = {}, last = 0;
+        blk[0] = 3;
+        blk[1] = -2;  // 13 bits: the first fill already meets the marker
+        encodeBlock(w, blk, &last, dcC, acC);
+        w.marker(0xD3);
+        ASSERT_EQ(w.out.size(), 4u);
+        Decoder dec;
+        ASSERT_EQ(dec.block(w.out, out, dc, ac), ozrStatusOk);
+        EXPECT_EQ(out[0], 3);
+        EXPECT_EQ(out[1], -2);
+        EXPECT_EQ(dec.marker, 0xD3);
+        EXPECT_EQ(dec.pos, int(w.out.size()));
+        EXPECT_EQ(dec.block(w.out, out, dc, ac), ozrStatusBadCodeOrValue);
+    }
+    {
+        // A run past position 63: up to 8 positions land in coefficient 63,
+        // further ones overrun.  Position 60 + run 9 = 69 (guard entry).
+        for (int run : {3, 9, 15}) {
+            Writer w;
+            w.put(dcC.code[0], dcC.len[0]);
+            for (int i = 0; i < 3; ++i) w.put(acC.code[0xF0], acC.len[0xF0]);  // k = 49
+            w.put(acC.code[0xB1], acC.len[0xB1]);                                 // k = 61
+            w.put(1, 1);
+            const int sym = run * 16 + 1;  // from k = 61 (2 positions left)
+            w.put(acC.code[sym], acC.len[sym]);
+            w.put(1, 1);
+            w.put(acC.code[0], acC.len[0]);
+            w.flush();
+            Decoder dec;
+            dec.st.position = 5;
+            const OzrStatus st = dec.block(w.out, out, dc, ac);
+            const int idx = 61 + run;  // zigzag position the value goes to
+            if (idx <= 71) {
+                EXPECT_EQ(st, ozrStatusOk) << run;
+                EXPECT_EQ(out[63], 1) << run;
+                EXPECT_EQ(dec.st.position, idx + 1);
+            } else {
+                EXPECT_EQ(st, ozrStatusBlockOverrun) << run;
+                EXPECT_EQ(dec.st.position, 5);  // left as it was
+            }
+        }
+    }
+}
+
+TEST(DecodeBlock, BadCodesAndCorruptRecordsStayInBounds) {
+    const OzriDecodeHuffmanSpec dc = makeSpec(kDcBits, kDcVals), ac = makeSpec(kAcBits, kAcVals);
+    Ozr16s out[64];
+    {
+        // 16 one-bits are no code of the AC table (its longest code is 0xFFFE).
+        Writer w;
+        w.put(0, 2);
+        w.put(0xFFFF, 16);
+        w.put(0, 14);
+        Decoder dec;
+        EXPECT_EQ(dec.block(w.out, out, dc, ac), ozrStatusBadCodeOrValue);
+        EXPECT_EQ(dec.st.position, 1);
+        EXPECT_EQ(dec.st.count, 32 - 2);
+    }
+    // Random records, including fast entries with odd lengths and bounds
+    // pointing anywhere: decoding must stay inside the record and the block.
+    Rng rng(99);
+    for (int iter = 0; iter < 300; ++iter) {
+        OzriDecodeHuffmanSpec junk;
+        rng.bytes(&junk, sizeof junk);
+        std::vector<uint8_t> d(rng.range(0, 600));
+        rng.bytes(d.data(), d.size());
+        Decoder dec;
+        for (int b = 0; b < 20; ++b) {
+            const OzrStatus st = dec.block(d, out, junk, iter % 2 ? junk : ac);
+            if (st != ozrStatusOk) break;
+        }
+        EXPECT_LE(dec.pos, int(d.size()));
+    }
+}
+
+// ------------------------------------------------- fast kernel vs careful
+namespace {
+// Runs both paths from one reader and compares every output; returns true
+// when the fast kernel took the block.
+bool compareOnce(const std::vector<uint8_t>& d, int len, int pos, uint64_t buf, int count, int marker,
+                 int16_t lastDC, const OzriDecodeHuffmanSpec& dc, const OzriDecodeHuffmanSpec& ac,
+                 int* nextPos, uint64_t* nextBuf, int* nextCount, OzrStatus* status) {
+    OzriDecodeHuffmanState st{};
+    st.bitBuffer = buf;
+    st.count = count;
+    int m1 = marker, m2 = marker;
+    hd::StateReader rf = hd::stateReader(d.data(), len, pos, &m1, &st);
+    hd::StateReader rc = hd::stateReader(d.data(), len, pos, &m2, &st);
+    Ozr16s of[64], oc[64];
+    Ozr16s dcF = lastDC, dcC = lastDC;
+    int pf = -5, pc = -5;
+    const bool took = hd::decodeBlockFast(rf, of, &dcF, &dc, &ac, &pf);
+    *status = hd::decodeBlockCareful(rc, oc, &dcC, &dc, &ac, &pc);
+    if (took) {
+        EXPECT_EQ(*status, ozrStatusOk);
+        EXPECT_EQ(0, std::memcmp(of, oc, sizeof of));
+        EXPECT_EQ(dcF, dcC);
+        EXPECT_EQ(pf, pc);
+        EXPECT_EQ(rf.pos, rc.pos);
+        EXPECT_EQ(rf.buf & 0xFFFFFFFFu, rc.buf & 0xFFFFFFFFu);
+        EXPECT_EQ(rf.count, rc.count);
+        EXPECT_EQ(m1, m2);
+    } else {
+        // Giving up leaves the reader and the predictor untouched.
+        EXPECT_EQ(rf.pos, pos);
+        EXPECT_EQ(rf.count, count);
+        EXPECT_EQ(dcF, lastDC);
+        EXPECT_EQ(pf, -5);
+    }
+    *nextPos = rc.pos;
+    *nextBuf = rc.buf;
+    *nextCount = rc.count;
+    return took;
+}
+}  // namespace
+
+TEST(DecodeFastKernel, MatchesCarefulOnRandomAndAdversarialStreams) {
+    const OzriDecodeHuffmanSpec dc = makeSpec(kDcBits, kDcVals), ac = makeSpec(kAcBits, kAcVals);
+    const Codes dcC = canonical(kDcBits, kDcVals), acC = canonical(kAcBits, kAcVals);
+    Rng rng(7);
+    int took = 0, total = 0;
+    for (int iter = 0; iter < 60; ++iter) {
+        // Valid blocks with random density, stuffing from dense data, an
+        // optional marker or corruption somewhere, odd start offsets.
+        Writer w;
+        const int pre = rng.range(0, 7);  // odd alignment of the data start
+        for (int i = 0; i < pre; ++i) w.out.push_back(0x11);
+        int16_t last = 0;
+        const int nblocks = rng.range(1, 40);
+        for (int b = 0; b < nblocks; ++b) {
+            int16_t blk[64];
+            randomBlock(rng, blk, rng.range(0, 100));
+            encodeBlock(w, blk, &last, dcC, acC);
+        }
+        if (iter % 3 == 0) w.marker(static_cast<uint8_t>(0xD0 + iter % 8));
+        std::vector<uint8_t> d = w.out;
+        if (iter % 4 == 1 && d.size() > 10) d[rng.range(pre, int(d.size()) - 1)] ^= 1 << rng.range(0, 7);
+        if (iter % 5 == 2 && d.size() > 10) d[rng.range(pre, int(d.size()) - 2)] = 0xFF;
+        if (iter % 7 == 3) d.resize(rng.range(pre, int(d.size())));
+        // Sweep lengths around the fast kernel's limit as well.
+        for (int extra : {0, hd::kFastMinBytes, hd::kFastMinBytes + 1}) {
+            std::vector<uint8_t> dd = d;
+            for (int i = 0; i < extra; ++i) dd.push_back(static_cast<uint8_t>(rng.u32() | 1));
+            int pos = pre, count = 0, marker = 0;
+            uint64_t buf = 0;
+            int16_t lastDC = 0;
+            for (int b = 0; b < nblocks + 2; ++b) {
+                OzrStatus st;
+                int np, nc;
+                uint64_t nb;
+                took += compareOnce(dd, int(dd.size()), pos, buf, count, marker, lastDC, dc, ac, &np,
+                                    &nb, &nc, &st);
+                ++total;
+                if (st != ozrStatusOk) break;
+                // Follow the careful path.
+                OzriDecodeHuffmanState s{};
+                s.bitBuffer = buf;
+                s.count = count;
+                Ozr16s o[64];
+                ASSERT_EQ(ozriDecodeHuffman8x8_JPEG_1u16s_C1(dd.data(), int(dd.size()), &pos, o, &lastDC,
+                                                             &marker, &dc, &ac, &s),
+                          ozrStatusOk);
+                EXPECT_EQ(pos, np);
+                buf = s.bitBuffer;
+                count = s.count;
+                EXPECT_EQ(count, nc);
+            }
+        }
+    }
+    EXPECT_GT(took, total / 4);  // the fast kernel does take real streams
+    // Every starting count 0..32 with random buffered bits.
+    int tookCounts = 0;
+    for (int count = 0; count <= 32; ++count) {
+        Writer w;
+        int16_t last = 0;
+        for (int b = 0; b < 8; ++b) {
+            int16_t blk[64];
+            randomBlock(rng, blk, 30);
+            encodeBlock(w, blk, &last, dcC, acC);
+        }
+        for (int i = 0; i < hd::kFastMinBytes; ++i) w.out.push_back(0x5A);
+        OzrStatus st;
+        int np, nc;
+        uint64_t nb;
+        tookCounts += compareOnce(w.out, int(w.out.size()), 1 + count % 3, rng.u32(), count, 0, 0, dc,
+                                  ac, &np, &nb, &nc, &st);
+    }
+    EXPECT_GT(tookCounts, 10);
+    // Pure random bytes.
+    for (int iter = 0; iter < 200; ++iter) {
+        std::vector<uint8_t> d(rng.range(1, 2 * hd::kFastMinBytes));
+        rng.bytes(d.data(), d.size());
+        int np, nc;
+        uint64_t nb;
+        OzrStatus st;
+        compareOnce(d, int(d.size()), rng.range(0, 3), rng.u32(), rng.range(0, 32), 0,
+                    static_cast<int16_t>(rng.u32()), dc, ac, &np, &nb, &nc, &st);
+    }
+}
+
+TEST(DecodeFastKernel, MatchesCarefulAroundRestartMarkers) {
+    // Restart markers every few blocks inside long data: the careful reader
+    // may reach a marker a few bytes beyond what the fast kernel has read.
+    const OzriDecodeHuffmanSpec dc = makeSpec(kDcBits, kDcVals), ac = makeSpec(kAcBits, kAcVals);
+    const Codes dcC = canonical(kDcBits, kDcVals), acC = canonical(kAcBits, kAcVals);
+    Rng rng(17);
+    int took = 0, markers = 0;
+    for (int iter = 0; iter < 150; ++iter) {
+        Writer w;
+        const int interval = rng.range(1, 6), n = rng.range(10, 60);
+        int16_t last = 0;
+        for (int b = 0; b < n; ++b) {
+            if (b && b % interval == 0) {
+                w.marker(static_cast<uint8_t>(0xD0 + (b / interval - 1) % 8));
+                last = 0;
+            }
+            int16_t blk[64];
+            randomBlock(rng, blk, rng.range(0, 60));
+            encodeBlock(w, blk, &last, dcC, acC);
+        }
+        w.marker(0xD9);
+        for (int i = 0; i < hd::kFastMinBytes; ++i) w.out.push_back(static_cast<uint8_t>(rng.u32() & 0x7F));
+        int pos = 0, count = 0, marker = 0;
+        uint64_t buf = 0;
+        int16_t lastDC = 0;
+        for (int b = 0; b < n; ++b) {
+            if (b && b % interval == 0) {
+                if (marker == 0) {
+                    ASSERT_EQ(w.out[pos], 0xFF);
+                    pos += 2;
+                }
+                ++markers;
+                marker = 0;
+                count = 0;
+                buf = 0;
+                lastDC = 0;
+            }
+            OzrStatus st;
+            int np, nc;
+            uint64_t nb;
+            const int m0 = marker;
+            took += compareOnce(w.out, int(w.out.size()), pos, buf, count, marker, lastDC, dc, ac, &np, &nb, &nc, &st);
+            ASSERT_EQ(st, ozrStatusOk);
+            OzriDecodeHuffmanState s{};
+            s.bitBuffer = buf;
+            s.count = count;
+            Ozr16s o[64];
+            marker = m0;
+            ASSERT_EQ(ozriDecodeHuffman8x8_JPEG_1u16s_C1(w.out.data(), int(w.out.size()), &pos, o, &lastDC, &marker,
+                                                         &dc, &ac, &s),
+                      ozrStatusOk);
+            buf = s.bitBuffer;
+            count = s.count;
+        }
+    }
+    EXPECT_GT(took, 1000);
+    EXPECT_GT(markers, 500);
+}
+
+// --------------------------------------------------------- the Direct form
+TEST(DecodeDirect, ContinuesAcrossCallsAndEndsAtMarkers) {
+    const OzriDecodeHuffmanSpec dc = makeSpec(kDcBits, kDcVals), ac = makeSpec(kAcBits, kAcVals);
+    const Codes dcC = canonical(kDcBits, kDcVals), acC = canonical(kAcBits, kAcVals);
+    Rng rng(3);
+    for (int iter = 0; iter < 20; ++iter) {
+        Writer w;
+        const int n1 = rng.range(1, 30), n2 = rng.range(1, 30);
+        std::vector<std::vector<int16_t>> blocks;
+        int16_t last = 0;
+        for (int b = 0; b < n1 + n2; ++b) {
+            if (b == n1) {
+                w.marker(0xD0);
+                last = 0;
+            }
+            std::vector<int16_t> blk(64);
+            randomBlock(rng, blk.data(), rng.range(0, 100));
+            encodeBlock(w, blk.data(), &last, dcC, acC);
+            blocks.push_back(blk);
+        }
+        w.marker(0xD9);
+        {
+            Decoder dec;
+            Ozr16s o[64];
+            for (int b = 0; b < n1; ++b) {
+                ASSERT_EQ(dec.block(w.out, o, dc, ac), ozrStatusOk);
+                EXPECT_EQ(0, std::memcmp(o, blocks[b].data(), sizeof o)) << iter << " stateful " << b;
+            }
+        }
+        int bitsLen = 0, nbits = 0, marker = 0;
+        Ozr32u pref = 0;
+        Ozr16s lastDC = 0, out[64];
+        for (int b = 0; b < n1 + n2; ++b) {
+            if (b == n1) {
+                // The first interval's blocks are done; the marker is met by
+                // the block after them, which ends at once with a zero block.
+                if (marker == 0) {
+                    ASSERT_EQ(ozriDecodeHuffman8x8_Direct_JPEG_1u16s_C1(w.out.data(), &bitsLen, out, &lastDC,
+                                                                        &marker, &pref, &nbits, &dc, &ac),
+                              ozrStatusOk);
+                }
+                EXPECT_EQ(marker, 0xD0);
+                EXPECT_EQ(bitsLen % 8, 0);
+                EXPECT_EQ(w.out[bitsLen / 8 - 1], 0xD0);
+                marker = 0;
+                nbits = 0;
+                lastDC = 0;
+            }
+            ASSERT_EQ(ozriDecodeHuffman8x8_Direct_JPEG_1u16s_C1(w.out.data(), &bitsLen, out, &lastDC, &marker,
+                                                                &pref, &nbits, &dc, &ac),
+                      ozrStatusOk);
+            EXPECT_EQ(0, std::memcmp(out, blocks[b].data(), sizeof out)) << iter << " block " << b;
+            EXPECT_GE(nbits, 0);
+            EXPECT_LE(nbits, 32);
+        }
+        // One more block request at the end: the marker ends it cleanly.
+        Ozr16s keep = lastDC;
+        EXPECT_EQ(ozriDecodeHuffman8x8_Direct_JPEG_1u16s_C1(w.out.data(), &bitsLen, out, &lastDC, &marker,
+                                                            &pref, &nbits, &dc, &ac),
+                  ozrStatusOk);
+        EXPECT_EQ(marker, 0xD9);
+        EXPECT_EQ(lastDC, keep);
+        EXPECT_EQ(bitsLen, int(w.out.size()) * 8);
+    }
+}
+
+TEST(DecodeDirect, MarkerInsideAcAndBadMagnitude) {
+    const OzriDecodeHuffmanSpec dc = makeSpec(kDcBits, kDcVals), ac = makeSpec(kAcBits, kAcVals);
+    const Codes dcC = canonical(kDcBits, kDcVals), acC = canonical(kAcBits, kAcVals);
+    Ozr16s out[64], lastDC = 0;
+    {
+        // DC, one AC value, then the marker where the next AC symbol should
+        // be: the block ends, the read-ahead is dropped.
+        Writer w;
+        w.put(dcC.code[1], dcC.len[1]);
+        w.put(1, 1);
+        w.put(acC.code[0x02], acC.len[0x02]);
+        w.put(2, 2);
+        w.marker(0xD5);
+        int bitsLen = 0, nbits = 0, marker = 0;
+        Ozr32u pref = 0;
+        EXPECT_EQ(ozriDecodeHuffman8x8_Direct_JPEG_1u16s_C1(w.out.data(), &bitsLen, out, &lastDC, &marker,
+                                                            &pref, &nbits, &dc, &ac),
+                  ozrStatusOk);
+        EXPECT_EQ(out[0], 1);
+        EXPECT_EQ(out[1], 2);
+        EXPECT_EQ(marker, 0xD5);
+        EXPECT_EQ(nbits, 0);
+        EXPECT_EQ(bitsLen, int(w.out.size()) * 8);
+    }
+    {
+        // Magnitude bits cut by the marker are a bad value.
+        Writer w;
+        w.put(dcC.code[11], dcC.len[11]);
+        w.put(0x3, 2);  // 2 of 11 magnitude bits
+        w.marker(0xD9);
+        int bitsLen = 0, nbits = 0, marker = 0;
+        Ozr32u pref = 0;
+        lastDC = 0;
+        EXPECT_EQ(ozriDecodeHuffman8x8_Direct_JPEG_1u16s_C1(w.out.data(), &bitsLen, out, &lastDC, &marker,
+                                                            &pref, &nbits, &dc, &ac),
+                  ozrStatusBadCodeOrValue);
+        EXPECT_EQ(lastDC, 0);
+    }
+}
+
+// ------------------------------------------------------- one-value decoder
+TEST(DecodeOne, CategoriesIncludingSixteen) {
+    // A table holding categories 0..16, all with 5-bit codes.
+    uint8_t bits[16] = {};
+    bits[4] = 17;
+    uint8_t vals[17];
+    for (int i = 0; i < 17; ++i) vals[i] = static_cast<uint8_t>(i);
+    const OzriDecodeHuffmanSpec t = makeSpec(bits, vals);
+    const Codes c = canonical(bits, vals);
+    const int values[] = {0, 1, -1, 2, -3, 255, -256, 16383, -16384, 32767, -32767, -32768};
+    Writer w;
+    for (int v : values) {
+        const int cat = v == -32768 ? 16 : category(v);
+        w.put(c.code[cat], c.len[cat]);
+        if (cat && cat < 16) w.put(magBits(v, cat), cat);
+    }
+    w.flush();
+    OzriDecodeHuffmanState st{};
+    int pos = 0, marker = 0;
+    for (int v : values) {
+        Ozr16s out = 0x1234;
+        ASSERT_EQ(ozriDecodeHuffmanOne_JPEG_1u16s_C1(w.out.data(), int(w.out.size()), &pos, &out, &marker,
+                                                     &t, &st),
+                  ozrStatusOk);
+        EXPECT_EQ(out, v);
+    }
+    Ozr16s out = 0x1234;
+    EXPECT_EQ(ozriDecodeHuffmanOne_JPEG_1u16s_C1(w.out.data(), int(w.out.size()), &pos, &out, &marker, &t,
+                                                 &st),
+              ozrStatusBufferExhausted);
+    EXPECT_EQ(out, 0x1234);  // nothing stored on error
+}

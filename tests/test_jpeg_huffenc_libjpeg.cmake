@@ -1,0 +1,2 @@
+find_package(JPEG REQUIRED)
+target_link_libraries(${name} PRIVATE JPEG::JPEG)

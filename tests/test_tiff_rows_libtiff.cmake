@@ -1,0 +1,3 @@
+find_package(TIFF REQUIRED)
+find_package(ZLIB REQUIRED)
+target_link_libraries(${name} PRIVATE TIFF::TIFF ZLIB::ZLIB)

@@ -1,0 +1,46 @@
+// A small JPEG2000 codestream reader built on the library's public API: it
+// parses the codestream (raw .j2k/.j2c, or the codestream box of a .jp2),
+// reads the packets, decodes every code-block with the library's code-block
+// decoder and reconstructs the samples with the library's inverse 5/3 wavelet
+// and inverse reversible colour transform.
+//
+// Supported: SIZ, COD/COC, QCD/QCC (reversible, no quantization), one or more
+// tiles and tile-parts, any precinct partition, all five progression orders
+// (without POC), SOP/EPH, every code-block style except the high-throughput
+// one.  Not supported: the 9/7 wavelet, RGN, POC, PPM/PPT.
+#ifndef OZRJ_TOOLS_J2K_READER_H
+#define OZRJ_TOOLS_J2K_READER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+struct J2kComponent {
+    int width = 0;   // samples per row at the component's resolution
+    int height = 0;  // rows
+    int precision = 0;
+    bool isSigned = false;
+    int dx = 1, dy = 1;             // sub-sampling factors
+    std::vector<int32_t> samples;   // width * height, row-major
+};
+
+struct J2kImage {
+    int x0 = 0, y0 = 0, x1 = 0, y1 = 0;  // image area on the reference grid
+    std::vector<J2kComponent> components;
+};
+
+struct J2kOptions {
+    // Refuse images with more samples than this (all components together).
+    int64_t maxSamples = int64_t(1) << 28;
+    // When set, receives the seconds spent inside the code-block decoder.
+    double* codeBlockSeconds = nullptr;
+};
+
+// Decodes a codestream in memory; 0 on success, else -1 with a message.
+int j2kDecodeMemory(const uint8_t* data, size_t size, J2kImage* out, std::string* error,
+                    const J2kOptions* options = nullptr);
+// Reads and decodes a file.
+int j2kDecodeFile(const char* path, J2kImage* out, std::string* error, const J2kOptions* options = nullptr);
+
+#endif  // OZRJ_TOOLS_J2K_READER_H
