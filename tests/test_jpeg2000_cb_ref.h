@@ -290,7 +290,8 @@ inline int styleBits(uint32_t flags) {
 
 // A one-tile, one-component, 8-bit codestream without decomposition whose
 // only code-block is c (its samples are the block's values + 128), with the
-// image origin at (x0, y0).  Code-blocks up to 64 x 64.
+// image origin at (x0, y0).  The code-block grid is anchored at 0 on the
+// reference grid, so x0 + w and y0 + h must not exceed 64.
 inline std::vector<uint8_t> writeCodestream(const Coded& c, int w, int h, uint32_t flags, int x0, int y0) {
     const int guard = 2, eps = 8, mb = guard + eps - 1;
     BitWriter bw;

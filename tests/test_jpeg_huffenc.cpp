@@ -1,4 +1,4 @@
-// Huffman encoder: specification records, optimal tables, the block encoder
+// Huffman encoder: code table records, optimal tables, the block encoder
 // (fast path against the careful path at every buffer end, stuffing, partial
 // commit), the direct and one-value encoders, statistics, argument order.
 #include <gtest/gtest.h>
@@ -90,9 +90,9 @@ struct Stream {
     std::vector<uint8_t> bytes() const { return {buf.begin(), buf.begin() + pos}; }
 };
 
-// ============================================================ specifications
+// ============================================================== code tables
 
-TEST(HuffEncSpec, CanonicalCodesAndTableChecks) {
+TEST(HuffEncTable, CanonicalCodesAndTableChecks) {
     int n = 0;
     EXPECT_EQ(ozrStatusOk, ozriEncodeHuffmanSpecGetBufSize_JPEG_8u(&n));
     EXPECT_EQ(1024, n);
@@ -132,7 +132,7 @@ TEST(HuffEncSpec, CanonicalCodesAndTableChecks) {
     EXPECT_EQ(ozrStatusOk, ozriEncodeHuffmanSpecFree_JPEG_8u(p));
 }
 
-TEST(HuffEncSpec, RawTableEdgeCasesAndLengthLimit) {
+TEST(HuffEncTable, RawTableEdgeCasesAndLengthLimit) {
     int stats[256] = {};
     uint8_t bits[16], vals[256];
     stats[42] = 5;  // one symbol: one 1-bit code
@@ -304,6 +304,22 @@ TEST(HuffEncBlock, FastPathMatchesCarefulAtEveryBufferEnd) {
     }
 }
 
+// Records nobody built with the init function (random entries, lengths 0 or
+// above 16, stray code bits) and positions past the end: the two paths still
+// agree and nothing is written outside the buffer.
+TEST(HuffEncBlock, FastPathMatchesCarefulOnGarbageRecords) {
+    Rng rng(8);
+    for (int it = 0; it < 300; ++it) {
+        OzriEncodeHuffmanSpec ac;
+        for (uint32_t& e : ac.entry) e = rng.range(0, 3) ? (rng.u32() & 0x13FFFF) : 0;
+        Ozr16s blk[64];
+        randomBlock(rng, blk);
+        const OzriEncodeHuffmanState st = randomState(rng);
+        const int len = rng.range(1, 300);
+        compareAt(blk, ac, st, rng.range(0, len + 2), len);
+    }
+}
+
 TEST(HuffEncKernel, ZigzagNonzeroMaskSsse3MatchesScalar) {
     Rng rng(3);
     std::vector<Ozr16s> mem(64 + 16);
@@ -414,8 +430,8 @@ TEST(HuffEncStats, SymbolCountsAndCategoryLimits) {
 TEST(HuffEncArgs, CheckOrderAndNothingWritten) {
     const auto t = jfif::stdDcLuminance();
     const OzriEncodeHuffmanSpec *dc = &kDcL, *ac = &kAcL;
-    OzriEncodeHuffmanSpec spec;
-    std::memset(&spec, 0x77, sizeof(spec));
+    OzriEncodeHuffmanSpec rec;
+    std::memset(&rec, 0x77, sizeof(rec));
     OzriEncodeHuffmanState st, bad;
     ozriEncodeHuffmanStateInit_JPEG_8u(&st);
     st.count = 5;
@@ -445,14 +461,14 @@ TEST(HuffEncArgs, CheckOrderAndNothingWritten) {
         std::function<OzrStatus()> call;
     };
     const Case cases[] = {
-        {"spec size", N, [] { return ozriEncodeHuffmanSpecGetBufSize_JPEG_8u(nullptr); }},
-        {"spec bits", N, [&] { return ozriEncodeHuffmanSpecInit_JPEG_8u(nullptr, nullptr, nullptr); }},
-        {"spec vals", N, [&] { return ozriEncodeHuffmanSpecInit_JPEG_8u(t.bits, nullptr, &spec); }},
-        {"spec out", N, [&] { return ozriEncodeHuffmanSpecInit_JPEG_8u(t.bits, t.vals.data(), nullptr); }},
+        {"table size", N, [] { return ozriEncodeHuffmanSpecGetBufSize_JPEG_8u(nullptr); }},
+        {"table bits", N, [&] { return ozriEncodeHuffmanSpecInit_JPEG_8u(nullptr, nullptr, nullptr); }},
+        {"table vals", N, [&] { return ozriEncodeHuffmanSpecInit_JPEG_8u(t.bits, nullptr, &rec); }},
+        {"table out", N, [&] { return ozriEncodeHuffmanSpecInit_JPEG_8u(t.bits, t.vals.data(), nullptr); }},
         {"alloc bits", N, [&] { return ozriEncodeHuffmanSpecInitAlloc_JPEG_8u(nullptr, t.vals.data(), &pp); }},
         {"alloc vals", N, [&] { return ozriEncodeHuffmanSpecInitAlloc_JPEG_8u(t.bits, nullptr, &pp); }},
         {"alloc out", N, [&] { return ozriEncodeHuffmanSpecInitAlloc_JPEG_8u(t.bits, t.vals.data(), nullptr); }},
-        {"spec free", N, [] { return ozriEncodeHuffmanSpecFree_JPEG_8u(nullptr); }},
+        {"table free", N, [] { return ozriEncodeHuffmanSpecFree_JPEG_8u(nullptr); }},
         {"raw stats", N, [&] { return ozriEncodeHuffmanRawTableInit_JPEG_8u(nullptr, nullptr, nullptr); }},
         {"raw bits", N, [&] { return ozriEncodeHuffmanRawTableInit_JPEG_8u(stats, nullptr, vals); }},
         {"raw vals", N, [&] { return ozriEncodeHuffmanRawTableInit_JPEG_8u(stats, bits, nullptr); }},
@@ -498,7 +514,7 @@ TEST(HuffEncArgs, CheckOrderAndNothingWritten) {
         const bool untouched = std::all_of(dst, dst + 64, [](uint8_t b) { return b == 0x77; }) &&
                                std::all_of(bits, bits + 16, [](uint8_t b) { return b == 0x77; }) &&
                                std::all_of(stats, stats + 256, [](int v) { return v == 0; }) &&
-                               reinterpret_cast<const uint8_t*>(&spec)[100] == 0x77 && pp == nullptr &&
+                               reinterpret_cast<const uint8_t*>(&rec)[100] == 0x77 && pp == nullptr &&
                                pos == 2 && negPos == -1 && bitPos == 3 && negBits == -8 && last == 3 &&
                                sameState(st, st0) && bad.count == 8;
         EXPECT_TRUE(untouched) << c.name << ": wrote on an argument error";

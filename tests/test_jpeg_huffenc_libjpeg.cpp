@@ -109,12 +109,12 @@ Planes makePlanes(const jfif::Frame& f, Rng& rng, bool extreme) {
     return p;
 }
 
-struct Specs {
+struct Tables {
     OzriEncodeHuffmanSpec dc[2], ac[2];
 };
 
-Specs loadSpecs(const jfif::Frame& f) {
-    Specs s;
+Tables loadTables(const jfif::Frame& f) {
+    Tables s;
     for (int t = 0; t < 2; ++t) {
         EXPECT_EQ(ozrStatusOk, ozriEncodeHuffmanSpecInit_JPEG_8u(f.dc[t].bits, f.dc[t].vals.data(), &s.dc[t]));
         EXPECT_EQ(ozrStatusOk, ozriEncodeHuffmanSpecInit_JPEG_8u(f.ac[t].bits, f.ac[t].vals.data(), &s.ac[t]));
@@ -126,7 +126,7 @@ Specs loadSpecs(const jfif::Frame& f) {
 // marker between restart intervals, a final flush.
 std::vector<uint8_t> encodeScan(const jfif::Frame& f, Planes& p) {
     jfif::Layout L(f);
-    Specs sp = loadSpecs(f);
+    Tables sp = loadTables(f);
     std::vector<uint8_t> out(1 << 20);
     int pos = 0;
     OzriEncodeHuffmanState* st = nullptr;

@@ -90,6 +90,12 @@ TEST(LosslessPredict, NamedCases) {
     Ozr16s d[2];
     ASSERT_EQ(ozriDiffPredRow_JPEG_16s_C1(cur, prev, d, 2, 7), ozrStatusOk);
     EXPECT_EQ(d[1], 6);
+    // Samples of 32768 and above take part as negative values: Ra = 40000
+    // (-25536), Rb = 1000 predict (-24536 >> 1) = -12268, i.e. 53268, where
+    // unsigned arithmetic would give 20500.
+    const Ozr16s prevBig[2] = {0, 1000}, curBig[2] = {static_cast<Ozr16s>(40000), static_cast<Ozr16s>(53268)};
+    ASSERT_EQ(ozriDiffPredRow_JPEG_16s_C1(curBig, prevBig, d, 2, 7), ozrStatusOk);
+    EXPECT_EQ(d[1], 0);
     // First sample: 128 for P = 8; 32768 for P = 16, so 0 gives -32768.
     const Ozr16s s0[1] = {0};
     ASSERT_EQ(ozriDiffPredFirstRow_JPEG_16s_C1(s0, d, 1, 8, 0), ozrStatusOk);
@@ -315,35 +321,28 @@ TEST(LosslessRows, MissingCodeAndArgumentOrder) {
 
     // Encoder order: pDst, dstLenBytes, pDstCurrPos, state, (flush), pSrc,
     // width, nComponents, pTables, then pSrc[c] / pTables[c] per component.
+    // Each case nulls or zeroes one more argument than the case after it.
     const OzriEncodeHuffmanSpec* enc[4] = {&t.enc[0], &t.enc[1], nullptr, nullptr};
     const Ozr16s* src[4] = {row, row, nullptr, nullptr};
-    struct EncCase {
-        const char* what;
-        std::function<OzrStatus(Ozr8u*, int*, OzriEncodeHuffmanState*)> call;
-        OzrStatus want;
-    };
-    const EncCase ec[] = {
-        {"dst", [&](Ozr8u*, int* p, OzriEncodeHuffmanState* s) { return ozriEncodeHuffmanRow_JPEG_16s1u_P4C1(nullptr, 0, 0, nullptr, 0, p, nullptr, s, 0); }, ozrStatusNullPointer},
-        {"len", [&](Ozr8u* d, int*, OzriEncodeHuffmanState* s) { return ozriEncodeHuffmanRow_JPEG_16s1u_P4C1(nullptr, 0, 0, d, 0, nullptr, nullptr, s, 0); }, ozrStatusBadSize},
-        {"pos", [&](Ozr8u* d, int*, OzriEncodeHuffmanState*) { return ozriEncodeHuffmanRow_JPEG_16s1u_P4C1(nullptr, 0, 0, d, 64, nullptr, nullptr, nullptr, 0); }, ozrStatusNullPointer},
-        {"state", [&](Ozr8u* d, int* p, OzriEncodeHuffmanState*) { return ozriEncodeHuffmanRow_JPEG_16s1u_P4C1(nullptr, 0, 0, d, 64, p, nullptr, nullptr, 1); }, ozrStatusNullPointer},
-        {"flush ignores the rest", [&](Ozr8u* d, int* p, OzriEncodeHuffmanState* s) { return ozriEncodeHuffmanRow_JPEG_16s1u_P4C1(nullptr, 0, 0, d, 64, p, nullptr, s, 1); }, ozrStatusOk},
-        {"src", [&](Ozr8u* d, int* p, OzriEncodeHuffmanState* s) { return ozriEncodeHuffmanRow_JPEG_16s1u_P4C1(nullptr, 0, 0, d, 64, p, nullptr, s, 0); }, ozrStatusNullPointer},
-        {"width", [&](Ozr8u* d, int* p, OzriEncodeHuffmanState* s) { return ozriEncodeHuffmanRow_JPEG_16s1u_P4C1(src, 0, 0, d, 64, p, nullptr, s, 0); }, ozrStatusBadSize},
-        {"components", [&](Ozr8u* d, int* p, OzriEncodeHuffmanState* s) { return ozriEncodeHuffmanRow_JPEG_16s1u_P4C1(src, 2, 0, d, 64, p, nullptr, s, 0); }, ozrStatusBadSize},
-        {"tables", [&](Ozr8u* d, int* p, OzriEncodeHuffmanState* s) { return ozriEncodeHuffmanRow_JPEG_16s1u_P4C1(src, 2, 2, d, 64, p, nullptr, s, 0); }, ozrStatusNullPointer},
-        {"third component", [&](Ozr8u* d, int* p, OzriEncodeHuffmanState* s) { return ozriEncodeHuffmanRow_JPEG_16s1u_P4C1(src, 2, 3, d, 64, p, enc, s, 0); }, ozrStatusNullPointer},
-        {"two components", [&](Ozr8u* d, int* p, OzriEncodeHuffmanState* s) { return ozriEncodeHuffmanRow_JPEG_16s1u_P4C1(src, 2, 2, d, 64, p, enc, s, 0); }, ozrStatusOk},
-    };
+    struct EncCase { int level, nc, flush; OzrStatus want; };
+    const EncCase ec[] = {{0, 2, 0, ozrStatusNullPointer}, {1, 2, 0, ozrStatusBadSize},
+                          {2, 2, 1, ozrStatusNullPointer}, {3, 2, 1, ozrStatusNullPointer},
+                          {4, 2, 1, ozrStatusOk},          {4, 2, 0, ozrStatusNullPointer},
+                          {5, 2, 0, ozrStatusBadSize},     {6, 0, 0, ozrStatusBadSize},
+                          {7, 2, 0, ozrStatusNullPointer}, {8, 3, 0, ozrStatusNullPointer},
+                          {8, 2, 0, ozrStatusOk}};
     for (const EncCase& c : ec) {
         std::vector<Ozr8u> d(64, 0xEE);
         int p = 0;
         OzriEncodeHuffmanState s;
         ozriEncodeHuffmanStateInit_JPEG_8u(&s);
-        EXPECT_EQ(c.call(d.data(), &p, &s), c.want) << c.what;
+        const OzrStatus got = ozriEncodeHuffmanRow_JPEG_16s1u_P4C1(
+            c.level > 4 ? src : nullptr, c.level > 5 ? 2 : 0, c.nc, c.level > 0 ? d.data() : nullptr,
+            c.level > 1 ? 64 : 0, c.level > 2 ? &p : nullptr, c.level > 7 ? enc : nullptr,
+            c.level > 3 ? &s : nullptr, c.flush);
+        EXPECT_EQ(got, c.want) << c.level;
         if (c.want != ozrStatusOk) {
-            EXPECT_EQ(p, 0) << c.what;
-            EXPECT_EQ(d[0], 0xEE) << c.what;
+            EXPECT_EQ(p * 1000 + d[0], 0xEE) << c.level;
         }
     }
 
@@ -353,34 +352,23 @@ TEST(LosslessRows, MissingCodeAndArgumentOrder) {
     const Ozr8u data[4] = {0, 0, 0, 0};
     Ozr16s o0[2], o1[2];
     Ozr16s* dst[4] = {o0, o1, nullptr, nullptr};
-    struct DecCase {
-        const char* what;
-        std::function<OzrStatus(int*, int*, OzriDecodeHuffmanState*)> call;
-        OzrStatus want;
-    };
-    const DecCase dc[] = {
-        {"src", [&](int* p, int* m, OzriDecodeHuffmanState* s) { return ozriDecodeHuffmanRow_JPEG_1u16s_C1P4(nullptr, 0, p, nullptr, 0, 0, m, nullptr, s); }, ozrStatusNullPointer},
-        {"len", [&](int*, int* m, OzriDecodeHuffmanState* s) { return ozriDecodeHuffmanRow_JPEG_1u16s_C1P4(data, 0, nullptr, nullptr, 0, 0, m, nullptr, s); }, ozrStatusBadSize},
-        {"pos", [&](int*, int* m, OzriDecodeHuffmanState* s) { return ozriDecodeHuffmanRow_JPEG_1u16s_C1P4(data, 4, nullptr, nullptr, 0, 0, m, nullptr, s); }, ozrStatusNullPointer},
-        {"dst", [&](int* p, int* m, OzriDecodeHuffmanState* s) { return ozriDecodeHuffmanRow_JPEG_1u16s_C1P4(data, 4, p, nullptr, 0, 0, m, nullptr, s); }, ozrStatusNullPointer},
-        {"width", [&](int* p, int*, OzriDecodeHuffmanState*) { return ozriDecodeHuffmanRow_JPEG_1u16s_C1P4(data, 4, p, dst, 0, 0, nullptr, nullptr, nullptr); }, ozrStatusBadSize},
-        {"components", [&](int* p, int*, OzriDecodeHuffmanState*) { return ozriDecodeHuffmanRow_JPEG_1u16s_C1P4(data, 4, p, dst, 2, 0, nullptr, nullptr, nullptr); }, ozrStatusBadSize},
-        {"marker", [&](int* p, int*, OzriDecodeHuffmanState*) { return ozriDecodeHuffmanRow_JPEG_1u16s_C1P4(data, 4, p, dst, 2, 2, nullptr, nullptr, nullptr); }, ozrStatusNullPointer},
-        {"tables", [&](int* p, int* m, OzriDecodeHuffmanState*) { return ozriDecodeHuffmanRow_JPEG_1u16s_C1P4(data, 4, p, dst, 2, 2, m, nullptr, nullptr); }, ozrStatusNullPointer},
-        {"state", [&](int* p, int* m, OzriDecodeHuffmanState*) { return ozriDecodeHuffmanRow_JPEG_1u16s_C1P4(data, 4, p, dst, 2, 2, m, dec, nullptr); }, ozrStatusNullPointer},
-        {"third component", [&](int* p, int* m, OzriDecodeHuffmanState* s) { return ozriDecodeHuffmanRow_JPEG_1u16s_C1P4(data, 4, p, dst, 2, 3, m, dec, s); }, ozrStatusNullPointer},
-        {"two components", [&](int* p, int* m, OzriDecodeHuffmanState* s) { return ozriDecodeHuffmanRow_JPEG_1u16s_C1P4(data, 4, p, dst, 2, 2, m, dec, s); }, ozrStatusOk},
-    };
+    struct DecCase { int level, nc; OzrStatus want; };
+    const DecCase dc[] = {{0, 2, ozrStatusNullPointer}, {1, 2, ozrStatusBadSize},     {2, 2, ozrStatusNullPointer},
+                          {3, 2, ozrStatusNullPointer}, {4, 2, ozrStatusBadSize},     {5, 0, ozrStatusBadSize},
+                          {6, 2, ozrStatusNullPointer}, {7, 2, ozrStatusNullPointer}, {8, 2, ozrStatusNullPointer},
+                          {9, 3, ozrStatusNullPointer}, {9, 2, ozrStatusOk}};
     for (const DecCase& c : dc) {
         int p = 0, m = 0;
         OzriDecodeHuffmanState s;
         ozriDecodeHuffmanStateInit_JPEG_8u(&s);
         o0[0] = o1[0] = 0x4444;
-        EXPECT_EQ(c.call(&p, &m, &s), c.want) << c.what;
+        const OzrStatus got = ozriDecodeHuffmanRow_JPEG_1u16s_C1P4(
+            c.level > 0 ? data : nullptr, c.level > 1 ? 4 : 0, c.level > 2 ? &p : nullptr,
+            c.level > 3 ? dst : nullptr, c.level > 4 ? 2 : 0, c.nc, c.level > 6 ? &m : nullptr,
+            c.level > 7 ? dec : nullptr, c.level > 8 ? &s : nullptr);
+        EXPECT_EQ(got, c.want) << c.level;
         if (c.want != ozrStatusOk) {
-            EXPECT_EQ(p, 0) << c.what;
-            EXPECT_EQ(o0[0], 0x4444) << c.what;
-            EXPECT_EQ(s.count, 0) << c.what;
+            EXPECT_EQ(p + s.count + (o0[0] - 0x4444), 0) << c.level;
         }
     }
 }

@@ -882,3 +882,43 @@ int j2kDecodeFile(const char* path, J2kImage* out, std::string* error, const J2k
     std::fclose(f);
     return j2kDecodeMemory(bytes.data(), bytes.size(), out, error, options);
 }
+
+int j2kWritePnm(const J2kImage& image, const char* path, std::string* error) {
+    const auto& cs = image.components;
+    const int nc = cs.size() >= 3 ? 3 : 1;
+    if (cs.empty()) {
+        if (error) *error = "no components";
+        return -1;
+    }
+    for (int c = 1; c < nc; ++c)
+        if (cs[c].width != cs[0].width || cs[c].height != cs[0].height) {
+            if (error) *error = "components differ in size (sub-sampled image)";
+            return -1;
+        }
+    int prec = 1;
+    for (int c = 0; c < nc; ++c) prec = std::max(prec, cs[c].precision);
+    const int maxval = prec > 16 ? 65535 : (1 << prec) - 1;
+    FILE* f = std::fopen(path, "wb");
+    if (!f) {
+        if (error) *error = std::string("cannot create ") + path;
+        return -1;
+    }
+    std::fprintf(f, "%s\n%d %d\n%d\n", nc == 3 ? "P6" : "P5", cs[0].width, cs[0].height, maxval);
+    std::vector<uint8_t> row;
+    for (int y = 0; y < cs[0].height; ++y) {
+        row.clear();
+        for (int x = 0; x < cs[0].width; ++x)
+            for (int c = 0; c < nc; ++c) {
+                const J2kComponent& k = cs[c];
+                int v = k.samples[static_cast<size_t>(y) * k.width + x];
+                if (k.isSigned) v += 1 << (k.precision - 1);
+                v = std::min(maxval, std::max(0, v));
+                if (maxval > 255) row.push_back(static_cast<uint8_t>(v >> 8));
+                row.push_back(static_cast<uint8_t>(v));
+            }
+        std::fwrite(row.data(), 1, row.size(), f);
+    }
+    const bool ok = std::fclose(f) == 0;
+    if (!ok && error) *error = std::string("cannot write ") + path;
+    return ok ? 0 : -1;
+}

@@ -43,4 +43,9 @@ int j2kDecodeMemory(const uint8_t* data, size_t size, J2kImage* out, std::string
 // Reads and decodes a file.
 int j2kDecodeFile(const char* path, J2kImage* out, std::string* error, const J2kOptions* options = nullptr);
 
+// Writes one component (PGM) or three components of equal size (PPM), 8-bit
+// samples for precisions up to 8, else 16-bit; signed samples are shifted to
+// unsigned.  0 on success, else -1 with a message.
+int j2kWritePnm(const J2kImage& image, const char* path, std::string* error);
+
 #endif  // OZRJ_TOOLS_J2K_READER_H

@@ -106,8 +106,8 @@ __attribute__((always_inline)) inline bool fastBlock(StateReader& r, Ozr16s* dst
         w = __builtin_bswap64(w);
         const uint64_t t = ~w;
         if (__builtin_expect(((t - 0x0101010101010101ull) & ~t & 0x8080808080808080ull) == 0, 1)) {
-            const int k = (63 - nb) >> 3;  // 0 when the reservoir is full
-            res = (res << (8 * k)) | ((w >> 1) >> (63 - 8 * k));
+            const int k = (63 - nb) >> 3;
+            res = (res << (8 * k)) | (w >> (64 - 8 * k));
             nb += 8 * k;
             added += 8 * k;
             q += k;
@@ -185,7 +185,7 @@ __attribute__((always_inline)) inline bool fastBlock(StateReader& r, Ozr16s* dst
 
     int k = 1;
     do {
-        if (!refill()) return false;  // cheaper than a hard-to-predict test
+        if (nb < 32 && !refill()) return false;
         if (!symbol(ac, &sym)) return false;
         const int run = sym >> 4;
         s = sym & 15;

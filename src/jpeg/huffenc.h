@@ -1,4 +1,4 @@
-// Huffman encoding for sequential JPEG: the encoder specification record
+// Huffman encoding for sequential JPEG: the encoder code table record
 // (symbol -> code table), the encoder state record (pending bits between
 // calls) and the bit writers that the block encoder and the lossless row
 // encoder share.  Internal; the public header keeps both records opaque.
@@ -40,7 +40,7 @@
 //
 // Behaviour settled here (where the description of the functions is open):
 //  * Optimal tables from all-zero counts: an empty table (all 16 counts 0,
-//    no symbols written), status ok; the specification init accepts it.
+//    no symbols written), status ok; the table init accepts it.
 //    Counts whose merged sums pass 10^9 are never merged further (the
 //    procedure's search starts at 10^9), which can leave several trees; when
 //    length limiting then finds no shorter code the result is
@@ -48,7 +48,7 @@
 //  * A coefficient of category 16 after 15 zeros would be AC symbol 256; the
 //    table has no such entry, so it is a symbol without a code
 //    (ozrStatusBadHuffmanTable), never a read past the 256 entries.
-//  * A specification entry with a length above 16 (only hand-made records)
+//  * A table entry with a length above 16 (only hand-made records)
 //    counts as no code.
 //  * Stateful encoders: a negative *pDstCurrPos returns ozrStatusBadArgument
 //    and a state whose pending count is outside 0..7 ozrStatusBadSize; both
@@ -120,14 +120,14 @@ inline bool stateCountValid(const OzriEncodeHuffmanState* st) {
 OzrStatus writeBits(uint32_t value, int n, Ozr8u* pDst, int dstLenBytes, int* pDstCurrPos,
                     OzriEncodeHuffmanState* st);
 
-// Code length of a specification entry, 0 (no code) also for a length
-// above 16, which only a record not built by specInit can hold.
+// Code length of a table entry, 0 (no code) also for a length above 16,
+// which only a record not built by initEncodeTable can hold.
 inline int codeLength(uint32_t entry) {
     const int len = static_cast<int>(entry >> 16);
     return len <= 16 ? len : 0;
 }
 
-// Writes the Huffman code held in a specification entry (no code ->
+// Writes the Huffman code held in a table entry (no code ->
 // ozrStatusBadHuffmanTable).
 inline OzrStatus writeCode(uint32_t entry, Ozr8u* pDst, int dstLenBytes, int* pDstCurrPos,
                            OzriEncodeHuffmanState* st) {
@@ -155,10 +155,10 @@ inline OzrStatus checkStreamArgs(const Ozr8u* pDst, int dstLenBytes, const int* 
 // returned; returns the writer's status.
 OzrStatus flush(Ozr8u* pDst, int dstLenBytes, int* pDstCurrPos, OzriEncodeHuffmanState* st);
 
-// Fills a specification from a DHT-style BITS/HUFFVAL pair (no pointer
+// Fills a code table record from a DHT-style BITS/HUFFVAL pair (no pointer
 // checks).  Returns ozrStatusBadHuffmanTable for more than 256 codes or an
 // over-subscribed length.
-OzrStatus specInit(const Ozr8u* bits, const Ozr8u* vals, OzriEncodeHuffmanSpec* spec);
+OzrStatus initEncodeTable(const Ozr8u* bits, const Ozr8u* vals, OzriEncodeHuffmanSpec* spec);
 
 // ------------------------------------------------------------ fast writer
 // Usage:

@@ -1,6 +1,7 @@
-// Baseline Huffman block encoding: the state record, the careful bit
-// writer, the block encoder with its fast path, the bit-addressed direct
-// encoder, the one-value encoder and the symbol statistics.
+// Baseline Huffman block encoding: the state record, the careful bit writer
+// and the careful block encoder (the definition the fast path in
+// huffenc_fast.cpp must match), the bit-addressed direct encoder, the
+// one-value encoder and the symbol statistics.
 #include <cstring>
 
 #include "core/frame.h"

@@ -107,34 +107,51 @@ inline uint32_t* dstRow(const Block& b, int y) {
     return reinterpret_cast<uint32_t*>(b.dst + static_cast<std::ptrdiff_t>(b.step) * y);
 }
 
-// The two words of a stripe column (rows 0-1 and rows 2-3) OR-ed together.
+// The four entries of a stripe column OR-ed together (read as 16-bit
+// entries: the neighbour updates just stored are 16-bit, and wider loads
+// would stall on them).
 inline uint32_t columnWords(const Block& b, const uint16_t* col) {
-    uint32_t w0, w1;
-    std::memcpy(&w0, col, 4);
-    std::memcpy(&w1, col + b.rs, 4);
-    return w0 | w1;
+    return static_cast<uint32_t>(col[0] | col[1] | col[b.rs] | col[b.rs + 1]);
+}
+
+inline void or32(uint16_t* p, uint32_t v) {
+    uint32_t w;
+    std::memcpy(&w, p, 4);
+    w |= v;
+    std::memcpy(p, &w, 4);
 }
 
 // Entry of stripe row k (0..3) in the column whose row 0 entry is col.
 inline uint16_t* entry(const Block& b, uint16_t* col, int k) { return col + (k >> 1) * b.rs + (k & 1); }
 
 // Marks sample (stripe row k) significant and tells its eight neighbours.
+// The sample's own word and the words left and right of it (each holding
+// the sample's row and the other row of the pair) take one 32-bit update
+// each; the three neighbours in the adjacent word-row take 16-bit updates.
 inline void setSignificant(const Block& b, uint16_t* f, int k, uint32_t neg) {
-    const int up = (k & 1) ? -1 : 1 - b.rs;
-    const int dn = (k & 1) ? b.rs - 1 : 1;
-    f[0] |= kSig;
-    f[-2] |= static_cast<uint16_t>(kE | (neg ? kENeg : 0));
-    f[2] |= static_cast<uint16_t>(kW | (neg ? kWNeg : 0));
-    if (!(b.causal && k == 0)) {
-        uint16_t* u = f + up;
-        u[0] |= static_cast<uint16_t>(kS | (neg ? kSNeg : 0));
-        u[-2] |= kSE;
-        u[2] |= kSW;
+    const uint32_t sgnN = neg ? kNNeg : 0, sgnS = neg ? kSNeg : 0, sgnW = neg ? kWNeg : 0, sgnE = neg ? kENeg : 0;
+    if (!(k & 1)) {
+        // Even row: low half of its word; the row below is the high half.
+        or32(f, kSig | ((kN | sgnN) << 16));
+        or32(f - 2, (kE | sgnE) | (uint32_t(kNE) << 16));
+        or32(f + 2, (kW | sgnW) | (uint32_t(kNW) << 16));
+        if (!(b.causal && k == 0)) {
+            uint16_t* u = f + 1 - b.rs;  // row above: high half of the word-row above
+            u[0] |= static_cast<uint16_t>(kS | sgnS);
+            u[-2] |= kSE;
+            u[2] |= kSW;
+        }
+    } else {
+        // Odd row: high half; the row above is the low half of the same word.
+        uint16_t* w = f - 1;
+        or32(w, (kSig << 16) | (kS | sgnS));
+        or32(w - 2, ((kE | sgnE) << 16) | kSE);
+        or32(w + 2, ((kW | sgnW) << 16) | kSW);
+        uint16_t* d = w + b.rs;  // row below: low half of the word-row below
+        d[0] |= static_cast<uint16_t>(kN | sgnN);
+        d[-2] |= kNE;
+        d[2] |= kNW;
     }
-    uint16_t* d = f + dn;
-    d[0] |= static_cast<uint16_t>(kN | (neg ? kNNeg : 0));
-    d[-2] |= kNE;
-    d[2] |= kNW;
 }
 
 __attribute__((always_inline)) inline uint32_t decodeSign(mq::MqRegs& mq, uint16_t fl) {

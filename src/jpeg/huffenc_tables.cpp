@@ -1,4 +1,4 @@
-// Encoder Huffman specifications: building the symbol -> code table from a
+// Encoder Huffman code tables: building the symbol -> code table from a
 // BITS/HUFFVAL pair, and building an optimal BITS/HUFFVAL pair from symbol
 // counts.
 #include <cstring>
@@ -9,8 +9,8 @@
 namespace ozr {
 namespace huff {
 
-OzrStatus specInit(const Ozr8u* bits, const Ozr8u* vals, OzriEncodeHuffmanSpec* spec) {
-    std::memset(spec, 0, sizeof(*spec));
+OzrStatus initEncodeTable(const Ozr8u* bits, const Ozr8u* vals, OzriEncodeHuffmanSpec* table) {
+    std::memset(table, 0, sizeof(*table));
 
     // Code lengths in canonical order, ended by 0.
     uint8_t sizes[257];
@@ -37,7 +37,7 @@ OzrStatus specInit(const Ozr8u* bits, const Ozr8u* vals, OzriEncodeHuffmanSpec* 
     }
 
     for (int i = 0; i < total; ++i)
-        spec->entry[vals[i]] = codes[i] | (static_cast<uint32_t>(sizes[i]) << 16);
+        table->entry[vals[i]] = codes[i] | (static_cast<uint32_t>(sizes[i]) << 16);
     return ozrStatusOk;
 }
 
@@ -147,18 +147,18 @@ extern "C" OZRAPI OzrStatus ozriEncodeHuffmanSpecInit_JPEG_8u(const Ozr8u* pList
                                                               const Ozr8u* pListVals,
                                                               OzriEncodeHuffmanSpec* pSpec) {
     if (OzrStatus st = firstFailure(ptr(pListBits), ptr(pListVals), ptr(pSpec))) return st;
-    return huff::specInit(pListBits, pListVals, pSpec);
+    return huff::initEncodeTable(pListBits, pListVals, pSpec);
 }
 
 extern "C" OZRAPI OzrStatus ozriEncodeHuffmanSpecInitAlloc_JPEG_8u(const Ozr8u* pListBits,
                                                                    const Ozr8u* pListVals,
                                                                    OzriEncodeHuffmanSpec** ppSpec) {
     if (OzrStatus st = firstFailure(ptr(pListBits), ptr(pListVals), ptr(ppSpec))) return st;
-    auto* spec = reinterpret_cast<OzriEncodeHuffmanSpec*>(
+    auto* table = reinterpret_cast<OzriEncodeHuffmanSpec*>(
         ozrsMalloc_8u(static_cast<int>(sizeof(OzriEncodeHuffmanSpec))));
-    if (!spec) return ozrStatusNullPointer;
-    *ppSpec = spec;  // stored also when the table turns out bad
-    return huff::specInit(pListBits, pListVals, spec);
+    if (!table) return ozrStatusNullPointer;
+    *ppSpec = table;  // stored also when the table turns out bad
+    return huff::initEncodeTable(pListBits, pListVals, table);
 }
 
 extern "C" OZRAPI OzrStatus ozriEncodeHuffmanSpecFree_JPEG_8u(OzriEncodeHuffmanSpec* pSpec) {
