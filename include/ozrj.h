@@ -261,7 +261,9 @@ OZRAPI OzrStatus ozriDecodeHuffmanOne_JPEG_1u16s_C1(const Ozr8u* pSrc, int srcLe
 /* @@ozrj:jpeg-lossless@@ */
 /* Samples and differences are 16-bit words, all arithmetic modulo 65536.  The forward prediction
  * may run in place (pDst == pSrc), as may the reconstruction; pPrevRow must not overlap pDst.  With
- * Pt >= P the first sample's prediction 2^(P-Pt-1) is taken as 0.  Row coding interleaves
+ * Pt >= P the first sample's prediction 2^(P-Pt-1) is taken as 0.  Predictions read the samples as
+ * signed 16-bit values, so for 16-bit samples of 32768 and above the halving predictors 5..7 differ
+ * from decoders that use unsigned sample arithmetic (predictors 1..4 agree).  Row coding interleaves
  * nComponents rows (above 4 taken as 4) column by column; the row decoder rejects a negative
  * *pSrcCurrPos with ozrStatusBadArgument and a state count outside 0..32 with ozrStatusBadSize,
  * the row encoder a negative *pDstCurrPos and a pending count outside 0..7 likewise. */
@@ -280,6 +282,17 @@ OZRAPI OzrStatus ozriDecodeHuffmanRow_JPEG_1u16s_C1P4(const Ozr8u* pSrc, int src
 
 /* ======================================== JPEG2000 code-block decoding */
 /* @@ozrj:jpeg2000-codeblock@@ */
+/* Code-block decoding.  Samples are sign-magnitude (bit 31 the sign).  Notes:
+ * - without OZR_J2K_CB_TERM_EACH_PASS a segment carries the passes up to the
+ *   next termination point (with bypass: the first four bit planes, then the
+ *   raw pair and the cleanup of each plane as separate segments);
+ * - the predictable-termination check runs after a cleanup pass that ends its
+ *   segment (a cleanup inside a longer segment is not terminated there);
+ * - a state from InitAlloc refuses (-6) a larger code-block than it was made
+ *   for; a state on caller memory must be at least GetStateSize bytes;
+ * - the one-call decoder takes a negative segment length as an empty segment;
+ * - a magnitude bit count above 31 decodes the decisions but stores no bit at
+ *   planes 31 and up. */
 /* Code-block decoder mode flags (this library's own values, not the codestream's style bits). */
 #define OZR_J2K_CB_VERTICALLY_CAUSAL 0x1      /* vertically stripe-causal contexts */
 #define OZR_J2K_CB_BYPASS            0x2      /* selective arithmetic coding bypass */

@@ -81,10 +81,13 @@ bool opjEncode(const TempDir& dir, const Image& im, const std::string& out, cons
     return std::system(cmd.c_str()) == 0;
 }
 
-void expectSame(const std::string& file, const Image& im, int precision, const std::string& what) {
+void expectSame(const std::string& file, const Image& im, int precision, const std::string& what,
+                bool progressive = false) {
     J2kImage got;
     std::string err;
-    ASSERT_EQ(j2kDecodeFile(file.c_str(), &got, &err), 0) << what << ": " << err;
+    J2kOptions opt;
+    opt.progressive = progressive;
+    ASSERT_EQ(j2kDecodeFile(file.c_str(), &got, &err, &opt), 0) << what << ": " << err;
     ASSERT_EQ(static_cast<int>(got.components.size()), im.nc) << what;
     for (int c = 0; c < im.nc; ++c) {
         const J2kComponent& comp = got.components[c];
@@ -127,7 +130,8 @@ bool readPgm(const std::string& path, int* w, int* h, std::vector<int>* px) {
 }  // namespace
 
 // Style 0, each single style bit and all six together, grey and colour, odd
-// origins, with and without the colour transform.
+// origins, with and without the colour transform; grey also in three layers
+// and through the progressive interface.
 TEST(J2kEndToEnd, CodeBlockStyles) {
     REQUIRE_OPJ();
     TempDir dir;
@@ -137,8 +141,11 @@ TEST(J2kEndToEnd, CodeBlockStyles) {
     for (int style : {0, 1, 2, 4, 8, 16, 32, 63}) {
         const std::string out = dir.file("s.j2k");
         const std::string m = " -M " + std::to_string(style);
-        ASSERT_TRUE(opjEncode(dir, grey, out, "-n 3 -b 16,16 -d 3,5" + m));
+        ASSERT_TRUE(opjEncode(dir, grey, out, "-n 3 -b 16,16 -d 3,5 -r 6,2,1" + m));
         expectSame(out, grey, 8, "grey style " + std::to_string(style));
+        // The same code-blocks through the progressive interface, one Step
+        // per codeword segment (segments span layers here).
+        expectSame(out, grey, 8, "grey style " + std::to_string(style) + ", progressive", true);
         for (int mct : {0, 1}) {
             ASSERT_TRUE(opjEncode(dir, rgb, out, "-n 2 -b 32,32 -d 1,0 -mct " + std::to_string(mct) + m));
             expectSame(out, rgb, 8, "rgb mct " + std::to_string(mct) + " style " + std::to_string(style));

@@ -335,6 +335,13 @@ int segmentCapacity(int cbStyle, int segIndex) {
     return 1 << 30;
 }
 
+// Reference-grid position (g << shift) * sub-sampling, saturated: only the
+// order of positions matters.
+int64_t gridPosition(int64_t g, int shift, int sub) {
+    const __int128 v = (static_cast<__int128>(g) << shift) * sub;
+    return v > INT64_MAX ? INT64_MAX : static_cast<int64_t>(v);
+}
+
 void buildTileComp(const CompParams& cp, int64_t tx0, int64_t ty0, int64_t tx1, int64_t ty1, int64_t tileX0,
                    int64_t tileY0, TileComp* tc) {
     tc->x0 = ceilDiv(tx0, cp.dx);
@@ -354,6 +361,7 @@ void buildTileComp(const CompParams& cp, int64_t tx0, int64_t ty0, int64_t tx1, 
         R.ppy = cp.cs.ppy[r];
         R.npx = R.x1 > R.x0 ? ceilDivPow2(R.x1, R.ppx) - (R.x0 >> R.ppx) : 0;
         R.npy = R.y1 > R.y0 ? ceilDivPow2(R.y1, R.ppy) - (R.y0 >> R.ppy) : 0;
+        if (int64_t(R.npx) * R.npy > (int64_t(1) << 20)) fail("too many precincts");
         const int nb = r == 0 ? 1 : 3;
         R.bands.resize(nb);
         const int cbw = r == 0 ? std::min(cp.cs.xcb, R.ppx) : std::min(cp.cs.xcb, R.ppx - 1);
@@ -389,15 +397,16 @@ void buildTileComp(const CompParams& cp, int64_t tx0, int64_t ty0, int64_t tx1, 
                 B.gy0 = B.y0 >> cbh;
                 B.gw = ceilDivPow2(B.x1, cbw) - B.gx0;
                 B.gh = ceilDivPow2(B.y1, cbh) - B.gy0;
+                if (int64_t(B.gw) * B.gh > (int64_t(1) << 22)) fail("too many code-blocks");
             }
             B.blocks.resize(static_cast<size_t>(B.gw) * B.gh);
             for (int j = 0; j < B.gh; ++j)
                 for (int i = 0; i < B.gw; ++i) {
                     CodeBlock& cb = B.blocks[static_cast<size_t>(j) * B.gw + i];
-                    cb.x0 = std::max(B.x0, (B.gx0 + i) << cbw);
-                    cb.y0 = std::max(B.y0, (B.gy0 + j) << cbh);
-                    cb.x1 = std::min(B.x1, (B.gx0 + i + 1) << cbw);
-                    cb.y1 = std::min(B.y1, (B.gy0 + j + 1) << cbh);
+                    cb.x0 = static_cast<int>(std::max<int64_t>(B.x0, int64_t(B.gx0 + i) << cbw));
+                    cb.y0 = static_cast<int>(std::max<int64_t>(B.y0, int64_t(B.gy0 + j) << cbh));
+                    cb.x1 = static_cast<int>(std::min<int64_t>(B.x1, int64_t(B.gx0 + i + 1) << cbw));
+                    cb.y1 = static_cast<int>(std::min<int64_t>(B.y1, int64_t(B.gy0 + j + 1) << cbh));
                 }
         }
         // Precincts and the code-blocks each one holds in each band.
@@ -408,9 +417,8 @@ void buildTileComp(const CompParams& cp, int64_t tx0, int64_t ty0, int64_t tx1, 
             for (int i = 0; i < R.npx; ++i) {
                 Precinct& P = R.precincts[static_cast<size_t>(j) * R.npx + i];
                 const int64_t gx = (R.x0 >> R.ppx) + i, gy = (R.y0 >> R.ppy) + j;
-                const int64_t scale = int64_t(1) << (nl - r);
-                P.refX = (gx << R.ppx) <= R.x0 ? tileX0 : (gx << R.ppx) * scale * cp.dx;
-                P.refY = (gy << R.ppy) <= R.y0 ? tileY0 : (gy << R.ppy) * scale * cp.dy;
+                P.refX = (gx << R.ppx) <= R.x0 ? tileX0 : gridPosition(gx, R.ppx + nl - r, cp.dx);
+                P.refY = (gy << R.ppy) <= R.y0 ? tileY0 : gridPosition(gy, R.ppy + nl - r, cp.dy);
                 P.bands.resize(nb);
                 for (int b = 0; b < nb; ++b) {
                     const Band& B = R.bands[b];
@@ -497,6 +505,8 @@ void readPacket(const uint8_t* data, size_t size, size_t* pos, const TileParams&
                         const int nbits = cb.lblock + floorLog2(take);
                         if (nbits > 31) fail("bad codeword segment length");
                         const int len = static_cast<int>(br.bits(nbits));
+                        if (static_cast<size_t>(len) > size || int64_t(cb.segLen.back()) + len > (int64_t(1) << 30))
+                            fail("bad codeword segment length");
                         cb.segPasses.back() += take;
                         cb.segLen.back() += len;
                         c.lengths.push_back(len);
@@ -532,6 +542,7 @@ struct Decoder {
     std::vector<int32_t> samples;
     double seconds = 0;
     bool timed = false;
+    bool progressive = false;
 
     void decodeBlock(const CodeBlock& cb, const Band& B, int cbStyle, int32_t* dst, int dstStep) {
         const int w = cb.x1 - cb.x0, h = cb.y1 - cb.y0;
@@ -548,9 +559,26 @@ struct Decoder {
         auto* st = reinterpret_cast<OzriDecodeCBProgrState_JPEG2K*>(state.data());
         std::chrono::steady_clock::time_point t0;
         if (timed) t0 = std::chrono::steady_clock::now();
-        const OzrStatus status = ozriDecodeCodeBlock_JPEG2K_1u32s_C1R(
-            src, dst, dstStep, size, subband, magn, cb.passes, cb.segLen.data(),
-            static_cast<int>(cb.segLen.size()), modeFlags(cbStyle), nullptr, st);
+        OzrStatus status;
+        if (!progressive) {
+            status = ozriDecodeCodeBlock_JPEG2K_1u32s_C1R(src, dst, dstStep, size, subband, magn, cb.passes,
+                                                          cb.segLen.data(), static_cast<int>(cb.segLen.size()),
+                                                          modeFlags(cbStyle), nullptr, st);
+        } else {
+            status = ozriDecodeCBProgrInit_JPEG2K(st);
+            if (status == ozrStatusOk)
+                status = ozriDecodeCBProgrAttach_JPEG2K_32s_C1R(dst, dstStep, size, st, subband, magn,
+                                                                modeFlags(cbStyle));
+            if (status == ozrStatusOk) status = ozriDecodeCBProgrSetPassCounter_JPEG2K(cb.passes, st);
+            size_t at = 0;
+            for (size_t i = 0; i < cb.segLen.size() && status == ozrStatusOk; ++i) {
+                status = ozriDecodeCBProgrStep_JPEG2K(src + at, cb.segLen[i], st);
+                at += static_cast<size_t>(cb.segLen[i]);
+            }
+            int left = -1;
+            if (status == ozrStatusOk) status = ozriDecodeCBProgrGetPassCounter_JPEG2K(st, &left);
+            if (status == ozrStatusOk && left != 0) fail("code-block segments and pass count disagree");
+        }
         if (timed) seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
         if (status == ozrStatusCodeBlockCorrupt) fail("corrupt code-block data");
         if (status != ozrStatusOk) fail("code-block decoder refused its arguments");
@@ -569,10 +597,23 @@ void toSigned(int32_t* p, int stride, int w, int h) {
     }
 }
 
-void reconstructComponent(const CompParams& cp, TileComp& tc, Decoder& dec, std::vector<int32_t>* out) {
+// Samples of one tile-component, left uninitialised: every sample belongs to
+// exactly one code-block, which either the decoder writes or, when it has no
+// coding pass, is zeroed here.
+struct Plane {
+    std::unique_ptr<int32_t[]> p;
+    size_t n = 0;
+    int32_t* data() { return p.get(); }
+    int32_t& operator[](size_t i) { return p[i]; }
+    int32_t* begin() { return p.get(); }
+    int32_t* end() { return p.get() + n; }
+};
+
+void reconstructComponent(const CompParams& cp, TileComp& tc, Decoder& dec, Plane* out) {
     const int w = tc.x1 - tc.x0, h = tc.y1 - tc.y0;
-    out->assign(static_cast<size_t>(w) * h, 0);
     if (w <= 0 || h <= 0) return;
+    out->n = static_cast<size_t>(w) * h;
+    out->p.reset(new int32_t[out->n]);
     int32_t* base = out->data();
     const int nl = cp.cs.levels;
     // Each band goes to its quadrant of the resolution it belongs to; the
@@ -587,8 +628,12 @@ void reconstructComponent(const CompParams& cp, TileComp& tc, Decoder& dec, std:
                 if (B.type == 2 || B.type == 3) oy = L.y1 - L.y0;
             }
             for (CodeBlock& cb : B.blocks) {
-                if (cb.passes == 0) continue;
                 int32_t* dst = base + static_cast<size_t>(oy + cb.y0 - B.y0) * w + (ox + cb.x0 - B.x0);
+                if (cb.passes == 0) {
+                    for (int y = 0; y < cb.y1 - cb.y0; ++y)
+                        std::memset(dst + static_cast<size_t>(y) * w, 0, sizeof(int32_t) * (cb.x1 - cb.x0));
+                    continue;
+                }
                 dec.decodeBlock(cb, B, cp.cs.cbStyle, dst, w * 4);
                 toSigned(dst, w, cb.x1 - cb.x0, cb.y1 - cb.y0);
                 std::vector<uint8_t>().swap(cb.data);
@@ -599,6 +644,13 @@ void reconstructComponent(const CompParams& cp, TileComp& tc, Decoder& dec, std:
         const Resolution& R = tc.res[r];
         const int rw = R.x1 - R.x0, rh = R.y1 - R.y0;
         if (rw <= 0 || rh <= 0) continue;
+        // Lossless coefficients stay far below this; larger ones (from a
+        // damaged stream) would overflow the lifting arithmetic.
+        for (int y = 0; y < rh; ++y)
+            for (int x = 0; x < rw; ++x) {
+                const int32_t v = base[static_cast<size_t>(y) * w + x];
+                if (v > (1 << 28) || v < -(1 << 28)) fail("wavelet coefficients out of range");
+            }
         const OzriRect rect{R.x0, R.y0, rw, rh};
         int bufSize = 0;
         if (ozriWTGetBufSize_B53_JPEG2K_32s_C1IR(&rect, &bufSize) != ozrStatusOk) fail("wavelet buffer query failed");
@@ -667,7 +719,7 @@ void decodeTile(const ImageHeader& ih, const TileParams& mainTp, int tileIndex, 
         readPacket(td.bytes.data(), td.bytes.size(), &pos, tp, k.l, tp.comps[k.c].cs, R, R.precincts[k.p]);
     }
 
-    std::vector<std::vector<int32_t>> planes(nc);
+    std::vector<Plane> planes(nc);
     for (int c = 0; c < nc; ++c) reconstructComponent(tp.comps[c], tcs[c], dec, &planes[c]);
 
     if (tp.mct) {
@@ -677,6 +729,9 @@ void decodeTile(const ImageHeader& ih, const TileParams& mainTp, int tileIndex, 
                 fail("colour transform over components of different sizes");
         const int w = tcs[0].x1 - tcs[0].x0, h = tcs[0].y1 - tcs[0].y0;
         if (w > 0 && h > 0) {
+            for (int c = 0; c < 3; ++c)
+                for (int32_t v : planes[c])
+                    if (v > (1 << 28) || v < -(1 << 28)) fail("colour transform input out of range");
             Ozr32s* pl[3] = {planes[0].data(), planes[1].data(), planes[2].data()};
             if (ozriRCTInv_JPEG2K_32s_P3IR(pl, w * 4, OzriSize{w, h}) != ozrStatusOk)
                 fail("inverse colour transform failed");
@@ -855,6 +910,7 @@ int j2kDecodeMemory(const uint8_t* data, size_t size, J2kImage* out, std::string
     const J2kOptions opt = options ? *options : J2kOptions();
     Decoder dec;
     dec.timed = opt.codeBlockSeconds != nullptr;
+    dec.progressive = opt.progressive;
     try {
         if (!data || !out) fail("no input");
         decode(data, size, out, opt, dec);

@@ -35,6 +35,9 @@ struct J2kOptions {
     int64_t maxSamples = int64_t(1) << 28;
     // When set, receives the seconds spent inside the code-block decoder.
     double* codeBlockSeconds = nullptr;
+    // Decode code-blocks through the progressive interface, one Step per
+    // codeword segment, instead of the one-call decoder.
+    bool progressive = false;
 };
 
 // Decodes a codestream in memory; 0 on success, else -1 with a message.

@@ -4,7 +4,8 @@
 // Pixel-order kernels shuffle four pixels into 32-bit lanes holding the pairs
 // (R, G) and (B, 1), so that two pmaddwd per lane give the weighted sum with
 // its rounding term.  The Cb/Cr offsets 128*2^s are multiples of the shift
-// and are added after the shift (in 16-bit lanes), which is exact.
+// and are added after the shift (in 16-bit lanes, or as a flipped top bit
+// after signed saturation to bytes), which is exact.
 #include <tmmintrin.h>
 
 #include <cstddef>
@@ -218,36 +219,73 @@ inline __m128i lumaFloat8(__m128i r, __m128i g, __m128i b) {
     return _mm_packs_epi32(lo, hi);
 }
 
-}  // namespace
+// Masks taking the four pixels that start at byte Off of a register into
+// (R, G) word pairs and B words (the 1 of the (B, 1) pair is or-ed in).
+template <bool Bgr, int Off>
+inline __m128i rgMask() {
+    constexpr char r = Bgr ? 2 : 0, z = -128;
+    return _mm_setr_epi8(Off + r, z, Off + 1, z, Off + 3 + r, z, Off + 4, z, Off + 6 + r, z, Off + 7, z, Off + 9 + r, z,
+                         Off + 10, z);
+}
 
-static void rgbToYCbCrRow(const uint8_t* src, uint8_t* y, uint8_t* cb, uint8_t* cr, int n, bool bgr) {
-    const Shuffle sh = rgbShuffle(bgr);
-    const Set k15 = set15();
+template <bool Bgr, int Off>
+inline __m128i bMask() {
+    constexpr char b = Bgr ? 0 : 2, z = -128;
+    return _mm_setr_epi8(Off + b, z, z, z, Off + 3 + b, z, z, z, Off + 6 + b, z, z, z, Off + 9 + b, z, z, z);
+}
+
+// Four pixels of the 15-bit set -> 32-bit Y, Cb-128, Cr-128.
+inline void ycc15x4(__m128i px, __m128i rgM, __m128i bM, __m128i one, __m128i* y, __m128i* cb, __m128i* cr) {
+    const __m128i rg = _mm_shuffle_epi8(px, rgM);
+    const __m128i b1 = _mm_or_si128(_mm_shuffle_epi8(px, bM), one);
+    *y = _mm_srai_epi32(_mm_add_epi32(_mm_madd_epi16(rg, pair16(9798, 19235)), _mm_madd_epi16(b1, pair16(3736, 16266))),
+                        15);
+    *cb = _mm_srai_epi32(
+        _mm_add_epi32(_mm_madd_epi16(rg, pair16(-5529, -10855)), _mm_madd_epi16(b1, pair16(16384, 16384))), 15);
+    *cr = _mm_srai_epi32(
+        _mm_add_epi32(_mm_madd_epi16(rg, pair16(16384, -13720)), _mm_madd_epi16(b1, pair16(-2664, 16400))), 15);
+}
+
+// Cb-128 or Cr-128 of 16 pixels (-128..128 each) -> bytes: signed saturation
+// to -128..127 and a flipped top bit are the clamp of v + 128 to 0..255.
+inline __m128i chromaBytes(__m128i a, __m128i b, __m128i c, __m128i d) {
+    return _mm_xor_si128(_mm_packs_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d)), _mm_set1_epi8(-128));
+}
+
+template <bool Bgr>
+void rgbToYCbCrRowT(const uint8_t* src, uint8_t* y, uint8_t* cb, uint8_t* cr, int n) {
+    const __m128i one = _mm_set1_epi32(0x10000);
+    const __m128i rg0 = rgMask<Bgr, 0>(), b0 = bMask<Bgr, 0>(), rg4 = rgMask<Bgr, 4>(), b4 = bMask<Bgr, 4>();
     std::ptrdiff_t i = 0;
+    // 16 pixels from loads at 0, 12, 24 and 32: the last takes its pixels
+    // from byte 4 so that nothing past the 48 bytes is read.
     for (; i + 16 <= n; i += 16, src += 48) {
-        const __m128i a = loadu(src), b = loadu(src + 16), c = loadu(src + 32);
         __m128i y0, cb0, cr0, y1, cb1, cr1;
-        convert8(a, _mm_alignr_epi8(b, a, 12), sh, k15, &y0, &cb0, &cr0);
-        convert8(_mm_alignr_epi8(c, b, 8), _mm_srli_si128(c, 4), sh, k15, &y1, &cb1, &cr1);
-        storeu(y + i, _mm_packus_epi16(y0, y1));
-        storeu(cb + i, _mm_packus_epi16(cb0, cb1));
-        storeu(cr + i, _mm_packus_epi16(cr0, cr1));
+        ycc15x4(loadu(src), rg0, b0, one, &y0, &cb0, &cr0);
+        ycc15x4(loadu(src + 12), rg0, b0, one, &y1, &cb1, &cr1);
+        const __m128i yLo = _mm_packs_epi32(y0, y1), cbLo = _mm_packs_epi32(cb0, cb1), crLo = _mm_packs_epi32(cr0, cr1);
+        ycc15x4(loadu(src + 24), rg0, b0, one, &y0, &cb0, &cr0);
+        ycc15x4(loadu(src + 32), rg4, b4, one, &y1, &cb1, &cr1);
+        const __m128i x80 = _mm_set1_epi8(-128);
+        storeu(y + i, _mm_packus_epi16(yLo, _mm_packs_epi32(y0, y1)));
+        storeu(cb + i, _mm_xor_si128(_mm_packs_epi16(cbLo, _mm_packs_epi32(cb0, cb1)), x80));
+        storeu(cr + i, _mm_xor_si128(_mm_packs_epi16(crLo, _mm_packs_epi32(cr0, cr1)), x80));
     }
     if (i + 8 <= n) {
-        const __m128i a = loadu(src), b = load8(src + 16);
-        __m128i yy, cbv, crv;
-        convert8(a, _mm_alignr_epi8(b, a, 12), sh, k15, &yy, &cbv, &crv);
+        __m128i y0, cb0, cr0, y1, cb1, cr1;
+        ycc15x4(loadu(src), rg0, b0, one, &y0, &cb0, &cr0);
+        ycc15x4(loadu(src + 8), rg4, b4, one, &y1, &cb1, &cr1);
+        const __m128i yy = _mm_packs_epi32(y0, y1);
         store8(y + i, _mm_packus_epi16(yy, yy));
-        store8(cb + i, _mm_packus_epi16(cbv, cbv));
-        store8(cr + i, _mm_packus_epi16(crv, crv));
+        store8(cb + i, chromaBytes(cb0, cb1, cb0, cb1));
+        store8(cr + i, chromaBytes(cr0, cr1, cr0, cr1));
         i += 8;
         src += 24;
     }
     if (i + 4 <= n) {
-        const Set k14 = set14();
-        __m128i rg, b1, yv, cbv, crv;
-        split(load12(src), sh, &rg, &b1);
-        convert4(rg, b1, k14, &yv, &cbv, &crv);
+        const __m128i px = load12(src);
+        __m128i yv, cbv, crv;
+        convert4(_mm_shuffle_epi8(px, rg0), _mm_or_si128(_mm_shuffle_epi8(px, b0), one), set14(), &yv, &cbv, &crv);
         const __m128i yy = packLuma(yv, yv), cc = packChroma(cbv, crv);
         store4(y + i, _mm_packus_epi16(yy, yy));
         const __m128i c8 = _mm_packus_epi16(cc, cc);
@@ -256,7 +294,16 @@ static void rgbToYCbCrRow(const uint8_t* src, uint8_t* y, uint8_t* cb, uint8_t* 
         i += 4;
         src += 12;
     }
-    if (i < n) scalar::rgbToYCbCrRow(src, y + i, cb + i, cr + i, n - i, bgr);  // fewer than 4: 14-bit
+    if (i < n) scalar::rgbToYCbCrRow(src, y + i, cb + i, cr + i, n - i, Bgr);  // fewer than 4: 14-bit
+}
+
+}  // namespace
+
+static void rgbToYCbCrRow(const uint8_t* src, uint8_t* y, uint8_t* cb, uint8_t* cr, int n, bool bgr) {
+    if (bgr)
+        rgbToYCbCrRowT<true>(src, y, cb, cr, n);
+    else
+        rgbToYCbCrRowT<false>(src, y, cb, cr, n);
 }
 
 static void rgbToYRow(const uint8_t* src, uint8_t* y, int n, bool bgr) {

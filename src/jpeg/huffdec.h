@@ -13,9 +13,9 @@
 // bits when data allows.  Fills happen only on demand, at three places: at
 // the start of a symbol when fewer than 8 bits are buffered, in the long-code
 // search when the code needs more bits than are buffered, and before
-// magnitude bits that are not all buffered.  The fast block kernel fills at
-// exactly these points too, which is why its position, buffer and count
-// always equal those of the careful path.
+// magnitude bits that are not all buffered.  The fast block kernel reads
+// through a wider reservoir but steps a copy of this count at exactly these
+// points, so it ends with the careful path's position, buffer and count.
 //
 // Byte level: 0xFF 0x00 is a data byte 0xFF; 0xFF 0xFF... is a run of fill
 // bytes before the next 0xFF-prefixed byte; 0xFF followed by anything else
@@ -242,8 +242,10 @@ OzrStatus decodeBlockDirect(DirectReader& r, Ozr16s* dst, Ozr16s* lastDC,
                             const OzriDecodeHuffmanSpec* dc, const OzriDecodeHuffmanSpec* ac);
 
 // Bytes the fast kernel wants ahead of the position before it starts: a
-// block is at most 64 symbols of 16 + 15 bits (248 data bytes), each data
-// byte at most two source bytes, plus one fill of read-ahead.
+// block is at most 64 symbols of 16 + 15 bits (248 data bytes) and the
+// reservoir runs up to 8 data bytes ahead, each data byte at most two source
+// bytes, plus the reservoir's 8-byte loads.  Closer to the end of the data
+// (and at a marker) blocks are decoded by the careful path.
 constexpr int kFastMinBytes = 2 * 256 + 16;
 
 }  // namespace huffdec

@@ -128,9 +128,11 @@ __attribute__((always_inline)) inline bool fastBlock(StateReader& r, Ozr16s* dst
         }
         return true;
     };
+    // Without a branch: whether the careful reader fills follows the data and
+    // would be mispredicted often.
     auto emulateFill = [&](int need) {
         const int add = (32 - vc) & ~7;
-        vc += vc < need ? add : 0;
+        vc += add & ((vc - need) >> 31);
     };
     auto peek = [&](int n) -> uint32_t {
         return static_cast<uint32_t>(res >> (nb - n)) & ((1u << n) - 1u);
@@ -165,13 +167,15 @@ __attribute__((always_inline)) inline bool fastBlock(StateReader& r, Ozr16s* dst
         }
         return false;
     };
+    // s magnitude bits sign-extended; s = 0 reads nothing and gives 0.
     auto value = [&](int s) -> int32_t {
         emulateFill(s);
         const int32_t v = static_cast<int32_t>(peek(s));
         nb -= s;
         vc -= s;
         // extend(): add 1 - 2^s when the top bit is clear.
-        return v + (((v - (int32_t(1) << (s - 1))) >> 31) & (1 - (int32_t(1) << s)));
+        const int32_t full = int32_t(1) << s;
+        return v + (((v - (full >> 1)) >> 31) & (1 - full));
     };
 
     zeroBlock(dst);
@@ -179,8 +183,7 @@ __attribute__((always_inline)) inline bool fastBlock(StateReader& r, Ozr16s* dst
     int sym;
     if (!symbol(dc, &sym)) return false;
     int s = sym & 15;
-    Ozr16s pred = *lastDC;
-    if (s) pred = static_cast<Ozr16s>(pred + value(s));
+    const Ozr16s pred = static_cast<Ozr16s>(*lastDC + value(s));  // no branch on s = 0
     dst[0] = pred;
 
     int k = 1;
@@ -189,7 +192,7 @@ __attribute__((always_inline)) inline bool fastBlock(StateReader& r, Ozr16s* dst
         if (!symbol(ac, &sym)) return false;
         const int run = sym >> 4;
         s = sym & 15;
-        if (s) {
+        if (__builtin_expect(s != 0, 1)) {
             k += run;
             const int32_t v = value(s);
             if (k > 63) return false;  // guard entries and overruns: careful path

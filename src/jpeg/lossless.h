@@ -2,7 +2,9 @@
 // Huffman coding of up to four interleaved components.  All sample and
 // difference arithmetic is modulo 65536: operands are read as signed 16-bit
 // values, predictions are formed in 32 bits (">> 1" is an arithmetic halving)
-// and only the low 16 bits of a result are kept.
+// and only the low 16 bits of a result are kept.  Reading the samples as
+// signed matters only to the halving predictors 5..7 on 16-bit samples of
+// 32768 and above, where unsigned arithmetic would predict differently.
 #ifndef OZRJ_JPEG_LOSSLESS_H
 #define OZRJ_JPEG_LOSSLESS_H
 

@@ -14,9 +14,9 @@ inline __m128i ld(const void* p) { return _mm_loadu_si128(static_cast<const __m1
 inline void st(void* p, __m128i v) { _mm_storeu_si128(static_cast<__m128i*>(p), v); }
 
 // floor((a + b) / 2) of 16-bit lanes without overflow.
+// (a + b = 2 (a & b) + (a ^ b)).
 inline __m128i avg16(__m128i a, __m128i b) {
-    const __m128i odd = _mm_and_si128(_mm_and_si128(a, b), _mm_set1_epi16(1));
-    return _mm_add_epi16(_mm_add_epi16(_mm_srai_epi16(a, 1), _mm_srai_epi16(b, 1)), odd);
+    return _mm_add_epi16(_mm_and_si128(a, b), _mm_srai_epi16(_mm_xor_si128(a, b), 1));
 }
 
 // Low 32 bits of a 32 x 32-bit product (no pmulld before SSE4.1).

@@ -51,17 +51,22 @@ inline constexpr Estimator owniEstimator_JPEG2K[47] = {
     {0x0005, 45, 42, 0}, {0x0001, 45, 43, 0}, {0x5601, 46, 46, 0},
 };
 
-// The probability state and MPS of one context packed as (index << 1) | MPS,
-// with the successor of each packed state after an MPS renormalisation and
-// after an LPS (the exchange of the MPS sense folded in).  The coding passes
-// run on these; the record keeps the two arrays of the context bank.
+// The probability state and MPS of one context packed as a word
+// Qe << 16 | (index << 1) | MPS, so that a decision finds its Qe in the
+// context word itself; for each packed state the words after an MPS
+// renormalisation and after an LPS (the exchange of the MPS sense folded in).
+// The coding passes run on these; the record keeps the two arrays of the
+// context bank.
 struct PackedState {
-    uint32_t qe;
     uint32_t nmps;
     uint32_t nlps;
 };
 
 constexpr int kPackedStates = 94;
+
+constexpr uint32_t packedWord(uint32_t index, uint32_t mps) {
+    return (owniEstimator_JPEG2K[index].qe << 16) | (index << 1) | mps;
+}
 
 struct PackedTable {
     PackedState s[kPackedStates];
@@ -69,10 +74,10 @@ struct PackedTable {
 
 constexpr PackedTable buildPackedTable() {
     PackedTable t{};
-    for (int i = 0; i < 47; ++i)
+    for (uint32_t i = 0; i < 47; ++i)
         for (uint32_t mps = 0; mps < 2; ++mps) {
             const Estimator& e = owniEstimator_JPEG2K[i];
-            t.s[2 * i + mps] = {e.qe, (e.nmps << 1) | mps, (e.nlps << 1) | (e.sw ? 1 - mps : mps)};
+            t.s[2 * i + mps] = {packedWord(e.nmps, mps), packedWord(e.nlps, e.sw ? 1 - mps : mps)};
         }
     return t;
 }
@@ -199,7 +204,7 @@ struct MqRegs {
     int32_t pos, len;
     const uint8_t* data;
     uint32_t marker;
-    uint8_t ctx[kContexts];
+    uint32_t ctx[kContexts];  // packed context words
 };
 
 inline void loadRegs(const MqDecoderState& s, MqRegs* r) {
@@ -210,7 +215,7 @@ inline void loadRegs(const MqDecoderState& s, MqRegs* r) {
     r->len = s.length;
     r->data = s.data;
     r->marker = s.marker;
-    for (int i = 0; i < kContexts; ++i) r->ctx[i] = static_cast<uint8_t>((s.index[i] << 1) | (s.mps[i] & 1));
+    for (int i = 0; i < kContexts; ++i) r->ctx[i] = packedWord(s.index[i] % 47, s.mps[i] & 1);
 }
 
 inline void storeRegs(const MqRegs& r, MqDecoderState* s) {
@@ -220,14 +225,15 @@ inline void storeRegs(const MqRegs& r, MqDecoderState* s) {
     s->pos = r.pos;
     s->marker = r.marker;
     for (int i = 0; i < kContexts; ++i) {
-        s->index[i] = r.ctx[i] >> 1u;
+        s->index[i] = (r.ctx[i] & 0xFFFFu) >> 1;
         s->mps[i] = r.ctx[i] & 1u;
     }
 }
 
 inline void resetRegsCtx(MqRegs* r) {
     for (int i = 0; i < kContexts; ++i)
-        r->ctx[i] = static_cast<uint8_t>((owniInitialCtxIndexes_JPEG2K[i] << 1) | owniInitialMPS_JPEG2K[i]);
+        r->ctx[i] = packedWord(static_cast<uint32_t>(owniInitialCtxIndexes_JPEG2K[i]),
+                               static_cast<uint32_t>(owniInitialMPS_JPEG2K[i]));
 }
 
 __attribute__((always_inline)) inline void byteInRegs(MqRegs& r) {
@@ -252,28 +258,30 @@ __attribute__((always_inline)) inline void byteInRegs(MqRegs& r) {
 }
 
 __attribute__((always_inline)) inline uint32_t decodeRegs(MqRegs& r, int cx) {
-    const uint32_t st = r.ctx[cx];
-    const PackedState& e = kPacked.s[st];
-    const uint32_t qe = e.qe;
+    const uint32_t w = r.ctx[cx];
+    const uint32_t qe = w >> 16;
+    const uint32_t mps = w & 1u;
     uint32_t d;
     r.a -= qe;
     if ((r.c >> 16) < r.a) {
-        if (r.a & 0x8000u) return st & 1u;
+        if (r.a & 0x8000u) return mps;
+        const PackedState& e = kPacked.s[w & 0xFFu];
         if (r.a < qe) {
-            d = (st & 1u) ^ 1u;
-            r.ctx[cx] = static_cast<uint8_t>(e.nlps);
+            d = mps ^ 1u;
+            r.ctx[cx] = e.nlps;
         } else {
-            d = st & 1u;
-            r.ctx[cx] = static_cast<uint8_t>(e.nmps);
+            d = mps;
+            r.ctx[cx] = e.nmps;
         }
     } else {
+        const PackedState& e = kPacked.s[w & 0xFFu];
         r.c -= r.a << 16;
         if (r.a < qe) {
-            d = st & 1u;
-            r.ctx[cx] = static_cast<uint8_t>(e.nmps);
+            d = mps;
+            r.ctx[cx] = e.nmps;
         } else {
-            d = (st & 1u) ^ 1u;
-            r.ctx[cx] = static_cast<uint8_t>(e.nlps);
+            d = mps ^ 1u;
+            r.ctx[cx] = e.nlps;
         }
         r.a = qe;
     }

@@ -8,7 +8,7 @@
 //   32-bit samples: sums and shifts wrap in 32 bits (Wrap is ignored).
 //   16-bit samples, Wrap = false: the result is what 32-bit sums would give,
 //     stored in 16 bits.  The vector form gets there without widening:
-//     floor((a + b) / 2) = (a >> 1) + (b >> 1) + (a & b & 1) and
+//     floor((a + b) / 2) = (a & b) + ((a ^ b) >> 1) and
 //     floor((a + b + 2) / 4) = s - (s >> 1) with s = floor((a + b) / 2).
 //   16-bit samples, Wrap = true: every sum and shift in 16-bit wrapping
 //     arithmetic (the exported ColLift pair).

@@ -33,9 +33,9 @@ struct Vec<int32_t, Wrap> {
 template <>
 struct Vec<int16_t, false> {
     static constexpr int kLanes = 8;
+    // a + b = 2 (a & b) + (a ^ b), so floor((a + b) / 2) = (a & b) + ((a ^ b) >> 1).
     static __m128i avg(__m128i a, __m128i b) {
-        const __m128i odd = _mm_and_si128(_mm_and_si128(a, b), _mm_set1_epi16(1));
-        return _mm_add_epi16(_mm_add_epi16(_mm_srai_epi16(a, 1), _mm_srai_epi16(b, 1)), odd);
+        return _mm_add_epi16(_mm_and_si128(a, b), _mm_srai_epi16(_mm_xor_si128(a, b), 1));
     }
     static __m128i upd(__m128i a, __m128i b) {
         const __m128i s = avg(a, b);
@@ -186,6 +186,16 @@ struct Split<int16_t> {
     }
 };
 
+
+inline __m128i splat(int32_t v) { return _mm_set1_epi32(v); }
+inline __m128i splat(int16_t v) { return _mm_set1_epi16(v); }
+
+// [last lane of prev, lanes 0 .. L-2 of cur]: the vector one sample back.
+template <class T>
+inline __m128i backOne(__m128i cur, __m128i prev) {
+    return _mm_alignr_epi8(cur, prev, 16 - sizeof(T));
+}
+
 }  // namespace
 
 template <class T>
@@ -196,16 +206,20 @@ void rowFwd(const T* x, T* lo, T* hi, int n, int phase) {
     const int ph = phase ? 1 : 0;
     const T* s = x - 2 + ph;
     int k = 0;
-    // The vector step reads s[2k .. 2k+2L+3]; keep it inside s[0 .. 2n+2].
-    for (; k + L < n; k += L) {
-        __m128i p0, q0, p1, q1, p2, q2;
-        Split<T>::load(s + 2 * k, &p0, &q0);
-        Split<T>::load(s + 2 * k + 2, &p1, &q1);
-        Split<T>::load(s + 2 * k + 4, &p2, &q2);
-        const __m128i m0 = V::sub(q0, V::avg(p0, p1));
-        const __m128i m1 = V::sub(q1, V::avg(p1, p2));
-        st(lo + k, V::add(p1, V::upd(m0, m1)));
-        st(hi + k, ph ? m0 : m1);
+    if (n > L) {
+        // m[k..k+L) comes from the previous step's m[k+1-L..k+1).
+        __m128i prev = splat(A::sub(s[1], A::avg(s[0], s[2])));
+        // The vector step reads s[2k+2 .. 2k+2L+3]; keep it inside s[0 .. 2n+2].
+        for (; k + L < n; k += L) {
+            __m128i p1, q1, p2, q2;
+            Split<T>::load(s + 2 * k + 2, &p1, &q1);
+            Split<T>::load(s + 2 * k + 4, &p2, &q2);
+            const __m128i m1 = V::sub(q1, V::avg(p1, p2));
+            const __m128i m0 = backOne<T>(m1, prev);
+            st(lo + k, V::add(p1, V::upd(m0, m1)));
+            st(hi + k, ph ? m0 : m1);
+            prev = m1;
+        }
     }
     if (k < n) {
         T m = A::sub(s[2 * k + 1], A::avg(s[2 * k], s[2 * k + 2]));
@@ -229,15 +243,19 @@ void rowInv(const T* lo, const T* hi, T* x, int n, int phase) {
     const int ph = phase ? 1 : 0;
     const T* l = lo - ph;
     int k = 0;
-    for (; k + L <= n; k += L) {
-        const __m128i h0 = ld(hi + k);
-        const __m128i e0 = V::sub(ld(l + k), V::upd(ld(hi + k - 1), h0));
-        const __m128i e1 = V::sub(ld(l + k + 1), V::upd(h0, ld(hi + k + 1)));
-        const __m128i o = V::add(h0, V::avg(e0, e1));
-        if (ph)
-            Split<T>::store(x + 2 * k, o, e1);
-        else
-            Split<T>::store(x + 2 * k, e0, o);
+    if (n >= L) {
+        __m128i prev = splat(A::sub(l[0], A::upd(hi[-1], hi[0])));
+        for (; k + L <= n; k += L) {
+            const __m128i h0 = ld(hi + k);
+            const __m128i e1 = V::sub(ld(l + k + 1), V::upd(h0, ld(hi + k + 1)));
+            const __m128i e0 = backOne<T>(e1, prev);
+            const __m128i o = V::add(h0, V::avg(e0, e1));
+            if (ph)
+                Split<T>::store(x + 2 * k, o, e1);
+            else
+                Split<T>::store(x + 2 * k, e0, o);
+            prev = e1;
+        }
     }
     if (k < n) {
         T e = A::sub(l[k], A::upd(hi[k - 1], hi[k]));

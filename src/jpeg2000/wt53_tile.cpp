@@ -9,6 +9,8 @@
 // in place.  Symmetric extension mirrors rows (and samples) about the edge
 // samples; the mirrored high coefficients equal interior ones, so no extended
 // copies are needed except a few samples at the ends of each row.
+#include <xmmintrin.h>
+
 #include <cstring>
 
 #include "core/frame.h"
@@ -213,6 +215,14 @@ void shortInv(T* img, int step, int W, int H, int py) {
 }
 
 // ------------------------------------------------------------ permutation
+// Rows are visited out of order; start fetching the head of the next one.
+template <class T>
+inline void prefetchRow(const T* row, int W) {
+    const char* p = reinterpret_cast<const char*>(row);
+    const size_t bytes = sizeof(T) * static_cast<size_t>(W) < 1024 ? sizeof(T) * static_cast<size_t>(W) : 1024;
+    for (size_t i = 0; i < bytes; i += 64) _mm_prefetch(p + i, _MM_HINT_T0);
+}
+
 // Moves row srcOf(p) to row p for every p, applying move(src, dst) on the way
 // (src != dst); rows that stay put get moveInPlace(row).  tmp holds one row.
 template <class T, class SrcOf, class Move, class MoveInPlace>
@@ -233,6 +243,7 @@ void permuteRows(T* img, int step, int W, int H, T* tmp, SrcOf srcOf, Move move,
                 move(static_cast<const T*>(tmp), rowAt(img, step, p));
                 break;
             }
+            prefetchRow(rowAt(img, step, srcOf(q)), W);  // the row after this one
             move(static_cast<const T*>(rowAt(img, step, q)), rowAt(img, step, p));
             p = q;
         }
