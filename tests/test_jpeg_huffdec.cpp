@@ -435,7 +435,8 @@ TEST(DecodeBlock, EdgeCasesOfTheBlockRules) {
     }
     {
         // A run past position 63: up to 8 positions land in coefficient 63,
-        // further ones overrun.  Position 60 + run 9 = 69 (guard entry).
+        // further ones overrun.  From zigzag position 61, runs of 3 and 9
+        // reach the guard entries 64 and 70; a run of 15 reaches 76.
         for (int run : {3, 9, 15}) {
             Writer w;
             w.put(dcC.code[0], dcC.len[0]);
