@@ -3,6 +3,7 @@
 // form), the one-value decoder and argument checks.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -218,111 +219,74 @@ TEST(DecodeSpec, CountLimitsAndOverfullShortCodes) {
 }
 
 // ---------------------------------------------------------- argument order
+// Each function's checks in order: case i breaks check i and every later one,
+// so the status must be that of check i; with none broken the call succeeds.
+// Nothing may be written on an argument error.
 TEST(DecodeArgs, CheckOrderAndNothingWritten) {
     const OzriDecodeHuffmanSpec dc = makeSpec(kDcBits, kDcVals), ac = makeSpec(kAcBits, kAcVals);
-    // One block (DC +1, EOB) and a marker: every form succeeds on it.
     const Codes dcC = canonical(kDcBits, kDcVals), acC = canonical(kAcBits, kAcVals);
-    Writer w;
+    Writer w;  // one block (DC +1, EOB) and a marker: every form succeeds on it
     int16_t blk[64] = {1}, last = 0;
     encodeBlock(w, blk, &last, dcC, acC);
     w.marker(0xD9);
-    const std::vector<uint8_t> direct = w.out;
-    const Ozr8u* src = direct.data();
-    const int srcLen = int(direct.size());
     struct Args {
-        const Ozr8u* src = nullptr;
-        int len = 0;
-        int pos = 0;
-        bool posNull = false, dstNull = false, dcpNull = false, markerNull = false;
-        bool dcNull = false, acNull = false, stNull = false, prefNull = false, nbNull = false,
-             bitsNull = false;
-        int count = 0, nbits = 0, bitsLen = 0;
+        const Ozr8u* src;
+        int len, pos, bits, nbits;
+        int *pPos, *pBits, *pNbits, *pMarker;
+        Ozr16s *dst, *lastDC;
+        Ozr32u* pref;
+        const OzriDecodeHuffmanSpec *dc, *ac;
+        OzriDecodeHuffmanState* st;
     };
-    struct Case {
-        const char* what;
-        std::function<void(Args&)> edit;
-        OzrStatus block, direct, one;
+    using Break = std::function<void(Args&)>;
+    struct Form {
+        std::vector<std::pair<Break, OzrStatus>> checks;
+        std::function<OzrStatus(Args&)> call;
     };
-    const Case cases[] = {
-        {"all valid", [](Args&) {}, ozrStatusOk, ozrStatusOk, ozrStatusOk},
-        {"src null first", [](Args& a) { a.src = nullptr; a.len = -1; a.posNull = a.dstNull = true; },
-         ozrStatusNullPointer, ozrStatusNullPointer, ozrStatusNullPointer},
-        {"len before pos", [](Args& a) { a.len = -1; a.posNull = true; }, ozrStatusBadArgument,
-         ozrStatusNullPointer, ozrStatusBadSize},
-        {"zero len", [](Args& a) { a.len = 0; }, ozrStatusBufferExhausted, ozrStatusOk,
-         ozrStatusBadSize},
-        {"pos null before dst", [](Args& a) { a.posNull = a.dstNull = true; a.bitsNull = true; },
-         ozrStatusNullPointer, ozrStatusNullPointer, ozrStatusNullPointer},
-        {"negative bit length before dst", [](Args& a) { a.bitsLen = -8; a.dstNull = true; },
-         ozrStatusNullPointer, ozrStatusBadArgument, ozrStatusNullPointer},
-        {"dst null before tables", [](Args& a) { a.dstNull = true; a.dcNull = true; },
-         ozrStatusNullPointer, ozrStatusNullPointer, ozrStatusNullPointer},
-        {"last dc null", [](Args& a) { a.dcpNull = true; a.stNull = true; }, ozrStatusNullPointer,
-         ozrStatusNullPointer, ozrStatusNullPointer},
-        {"marker null", [](Args& a) { a.markerNull = true; a.dcNull = true; }, ozrStatusNullPointer,
-         ozrStatusNullPointer, ozrStatusNullPointer},
-        {"prefetch counts before tables", [](Args& a) { a.nbits = -1; a.dcNull = true; },
-         ozrStatusNullPointer, ozrStatusBadArgument, ozrStatusNullPointer},
-        {"prefetch pointer", [](Args& a) { a.prefNull = true; a.nbits = -1; }, ozrStatusOk,
-         ozrStatusNullPointer, ozrStatusOk},
-        {"dc table", [](Args& a) { a.dcNull = true; a.stNull = true; }, ozrStatusNullPointer,
-         ozrStatusNullPointer, ozrStatusNullPointer},
-        {"ac table", [](Args& a) { a.acNull = true; a.stNull = true; }, ozrStatusNullPointer,
-         ozrStatusNullPointer, ozrStatusNullPointer},
-        {"state", [](Args& a) { a.stNull = true; }, ozrStatusNullPointer, ozrStatusOk,
-         ozrStatusNullPointer},
-        {"negative position", [](Args& a) { a.pos = -1; }, ozrStatusBadArgument, ozrStatusOk,
-         ozrStatusBadArgument},
-        {"state count", [](Args& a) { a.count = 33; }, ozrStatusBadSize, ozrStatusOk,
-         ozrStatusBadSize},
+    const Form forms[] = {
+        {{{[](Args& a) { a.src = nullptr; }, ozrStatusNullPointer}, {[](Args& a) { a.len = -1; }, ozrStatusBadArgument},
+          {[](Args& a) { a.pPos = nullptr; }, ozrStatusNullPointer}, {[](Args& a) { a.dst = nullptr; }, ozrStatusNullPointer},
+          {[](Args& a) { a.lastDC = nullptr; }, ozrStatusNullPointer}, {[](Args& a) { a.pMarker = nullptr; }, ozrStatusNullPointer},
+          {[](Args& a) { a.dc = nullptr; }, ozrStatusNullPointer}, {[](Args& a) { a.ac = nullptr; }, ozrStatusNullPointer},
+          {[](Args& a) { a.st = nullptr; }, ozrStatusNullPointer}, {[](Args& a) { a.pos = -1; }, ozrStatusBadArgument},
+          {[](Args& a) { if (a.st) a.st->count = 33; }, ozrStatusBadSize}},
+         [](Args& a) { return ozriDecodeHuffman8x8_JPEG_1u16s_C1(a.src, a.len, a.pPos, a.dst, a.lastDC, a.pMarker, a.dc, a.ac, a.st); }},
+        {{{[](Args& a) { a.src = nullptr; }, ozrStatusNullPointer}, {[](Args& a) { a.pBits = nullptr; }, ozrStatusNullPointer},
+          {[](Args& a) { a.bits = -8; }, ozrStatusBadArgument}, {[](Args& a) { a.dst = nullptr; }, ozrStatusNullPointer},
+          {[](Args& a) { a.lastDC = nullptr; }, ozrStatusNullPointer}, {[](Args& a) { a.pMarker = nullptr; }, ozrStatusNullPointer},
+          {[](Args& a) { a.pref = nullptr; }, ozrStatusNullPointer}, {[](Args& a) { a.pNbits = nullptr; }, ozrStatusNullPointer},
+          {[](Args& a) { a.nbits = 33; }, ozrStatusBadArgument}, {[](Args& a) { a.dc = nullptr; }, ozrStatusNullPointer},
+          {[](Args& a) { a.ac = nullptr; }, ozrStatusNullPointer}},
+         [](Args& a) { return ozriDecodeHuffman8x8_Direct_JPEG_1u16s_C1(a.src, a.pBits, a.dst, a.lastDC, a.pMarker, a.pref, a.pNbits, a.dc, a.ac); }},
+        {{{[](Args& a) { a.src = nullptr; }, ozrStatusNullPointer}, {[](Args& a) { a.len = 0; }, ozrStatusBadSize},
+          {[](Args& a) { a.pPos = nullptr; }, ozrStatusNullPointer}, {[](Args& a) { a.dst = nullptr; }, ozrStatusNullPointer},
+          {[](Args& a) { a.pMarker = nullptr; }, ozrStatusNullPointer}, {[](Args& a) { a.dc = nullptr; }, ozrStatusNullPointer},
+          {[](Args& a) { a.st = nullptr; }, ozrStatusNullPointer}, {[](Args& a) { a.pos = -1; }, ozrStatusBadArgument},
+          {[](Args& a) { if (a.st) a.st->count = -1; }, ozrStatusBadSize}},
+         [](Args& a) { return ozriDecodeHuffmanOne_JPEG_1u16s_C1(a.src, a.len, a.pPos, a.dst, a.pMarker, a.dc, a.st); }},
     };
-    for (const Case& c : cases) {
-        Args a;
-        a.src = src;
-        a.len = srcLen;
-        c.edit(a);
-        for (int which = 0; which < 3; ++which) {
-            int pos = a.pos, marker = 0, bitsLen = a.bitsLen, nbits = a.nbits;
-            Ozr32u pref = 0xDEADBEEF;
-            Ozr16s dst[64], lastDC = 7;
-            for (auto& v : dst) v = 0x5555;
+    for (int f = 0; f < 3; ++f) {
+        const Form& form = forms[f];
+        for (size_t i = 0; i <= form.checks.size(); ++i) {
             OzriDecodeHuffmanState st{};
-            st.count = a.count;
             st.position = 99;
+            Ozr16s dst[64], lastDC = 7;
+            std::fill(dst, dst + 64, Ozr16s(0x5555));
+            Ozr32u pref = 0xDEADBEEF;
+            int marker = 0;
+            Args a{w.out.data(), int(w.out.size()), 0, 0, 0, nullptr, nullptr, nullptr, &marker, dst, &lastDC, &pref, &dc, &ac, &st};
+            a.pPos = &a.pos;
+            a.pBits = &a.bits;
+            a.pNbits = &a.nbits;
+            for (size_t j = i; j < form.checks.size(); ++j) form.checks[j].first(a);
             const OzriDecodeHuffmanState st0 = st;
-            OzrStatus got, want;
-            const Ozr8u* s = a.src;
-            if (which == 0) {
-                want = c.block;
-                got = ozriDecodeHuffman8x8_JPEG_1u16s_C1(
-                    s, a.len, a.posNull ? nullptr : &pos, a.dstNull ? nullptr : dst,
-                    a.dcpNull ? nullptr : &lastDC, a.markerNull ? nullptr : &marker,
-                    a.dcNull ? nullptr : &dc, a.acNull ? nullptr : &ac, a.stNull ? nullptr : &st);
-            } else if (which == 1) {
-                want = c.direct;
-                got = ozriDecodeHuffman8x8_Direct_JPEG_1u16s_C1(
-                    s, (a.posNull || a.bitsNull) ? nullptr : &bitsLen, a.dstNull ? nullptr : dst,
-                    a.dcpNull ? nullptr : &lastDC, a.markerNull ? nullptr : &marker,
-                    a.prefNull ? nullptr : &pref, a.nbNull ? nullptr : &nbits,
-                    a.dcNull ? nullptr : &dc, a.acNull ? nullptr : &ac);
-            } else {
-                want = c.one;
-                got = ozriDecodeHuffmanOne_JPEG_1u16s_C1(
-                    s, a.len, a.posNull ? nullptr : &pos, a.dstNull ? nullptr : dst,
-                    a.markerNull ? nullptr : &marker, a.dcNull ? nullptr : &dc,
-                    a.stNull ? nullptr : &st);
-            }
-            EXPECT_EQ(got, want) << c.what << " form " << which;
-            if (want == ozrStatusNullPointer || want == ozrStatusBadArgument ||
-                want == ozrStatusBadSize) {
-                EXPECT_EQ(dst[0], 0x5555) << c.what << " form " << which;
-                EXPECT_EQ(dst[63], 0x5555);
-                EXPECT_EQ(lastDC, 7);
-                EXPECT_EQ(pos, a.pos);
-                EXPECT_EQ(bitsLen, a.bitsLen);
-                EXPECT_EQ(nbits, a.nbits);
-                EXPECT_EQ(pref, 0xDEADBEEFu);
-                EXPECT_EQ(0, std::memcmp(&st, &st0, sizeof st));
+            const Args a0 = a;
+            const OzrStatus want = i < form.checks.size() ? form.checks[i].second : ozrStatusOk;
+            EXPECT_EQ(form.call(a), want) << "form " << f << " check " << i;
+            if (want != ozrStatusOk) {
+                EXPECT_TRUE(dst[0] == 0x5555 && dst[63] == 0x5555 && lastDC == 7 && pref == 0xDEADBEEFu) << f << " " << i;
+                EXPECT_TRUE(a.pos == a0.pos && a.bits == a0.bits && a.nbits == a0.nbits && marker == 0) << f << " " << i;
+                EXPECT_EQ(0, std::memcmp(&st, &st0, sizeof st)) << f << " " << i;
             }
         }
     }

@@ -1,13 +1,42 @@
 // `ozrj j2k decode`: lossless JPEG2000 codestreams to PGM/PPM.
+#include <algorithm>
+
 #include "commands.h"
+#include "j2k_reader.h"
 
 namespace ozrtool {
 
 bool decodeJ2kFile(const std::string& path, Image* img, std::string* error) {
-    (void)path;
-    (void)img;
-    *error = "JPEG2000 decoding is not built into this program yet";
-    return false;
+    J2kImage j;
+    if (j2kDecodeFile(path.c_str(), &j, error) != 0) return false;
+    const size_t n = j.components.size();
+    if (n != 1 && n != 3) {
+        *error = "only 1- or 3-component images can be written as PGM/PPM (" + std::to_string(n) + " components)";
+        return false;
+    }
+    const J2kComponent& c0 = j.components[0];
+    for (const J2kComponent& c : j.components) {
+        if (c.width != c0.width || c.height != c0.height || c.precision != c0.precision || c.isSigned != c0.isSigned) {
+            *error = "components of different size or precision (sub-sampled chroma) are not supported";
+            return false;
+        }
+    }
+    if (c0.precision < 1 || c0.precision > 16) {
+        *error = "sample precision " + std::to_string(c0.precision) + " is not supported";
+        return false;
+    }
+    img->width = c0.width;
+    img->height = c0.height;
+    img->channels = static_cast<int>(n);
+    img->maxval = (1 << c0.precision) - 1;
+    const int32_t offset = c0.isSigned ? 1 << (c0.precision - 1) : 0;
+    img->samples.resize(size_t(img->width) * img->height * n);
+    for (size_t c = 0; c < n; ++c) {
+        const std::vector<int32_t>& s = j.components[c].samples;
+        for (size_t i = 0; i < s.size(); ++i)
+            img->samples[i * n + c] = static_cast<uint16_t>(std::clamp(s[i] + offset, 0, img->maxval));
+    }
+    return true;
 }
 
 int cmdJ2kDecode(const std::vector<std::string>& args) {

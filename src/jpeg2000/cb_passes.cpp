@@ -110,7 +110,7 @@ inline uint32_t* dstRow(const Block& b, int y) {
 // The four entries of a stripe column OR-ed together (read as 16-bit
 // entries: the neighbour updates just stored are 16-bit, and wider loads
 // would stall on them).
-inline uint32_t columnWords(const Block& b, const uint16_t* col) {
+inline uint32_t columnFlags(const Block& b, const uint16_t* col) {
     return static_cast<uint32_t>(col[0] | col[1] | col[b.rs] | col[b.rs + 1]);
 }
 
@@ -166,7 +166,8 @@ __attribute__((always_inline)) inline void spSample(const Block& b, mq::MqRegs& 
                                                     const int32_t* zc, uint32_t one, uint16_t* f, int k,
                                                     uint32_t* d) {
     const uint16_t fl = *f;
-    if ((fl & kSig) || !(fl & kNeighbours)) return;
+    // A candidate is not significant and has a significant neighbour.
+    if (static_cast<uint32_t>((fl & (kSig | kNeighbours)) - 1) >= kNeighbours) return;
     const uint32_t bit = kRaw ? rr.bit() : mq::decodeRegs(m, zc[fl & kNeighbours]);
     if (bit) {
         const uint32_t neg = kRaw ? rr.bit() : decodeSign(m, fl);
@@ -211,7 +212,7 @@ void sigProp(const Block& b, mq::MqRegs& mq, RawReader& rr, const int32_t* zc, u
         uint16_t* col = b.st + (y0 >> 1) * b.rs;
         if (rows == 4) {
             for (int x = 0; x < b.w; ++x, col += 2) {
-                if (columnWords(b, col) == 0) continue;  // nothing significant around
+                if (columnFlags(b, col) == 0) continue;  // nothing significant around
                 spSample<kRaw>(b, m, rr, zc, one, col, 0, dr[0] + x);
                 spSample<kRaw>(b, m, rr, zc, one, col + 1, 1, dr[1] + x);
                 spSample<kRaw>(b, m, rr, zc, one, col + b.rs, 2, dr[2] + x);
@@ -235,7 +236,7 @@ void magRef(const Block& b, mq::MqRegs& mq, RawReader& rr, uint32_t one) {
         uint16_t* col = b.st + (y0 >> 1) * b.rs;
         if (rows == 4) {
             for (int x = 0; x < b.w; ++x, col += 2) {
-                if (!(columnWords(b, col) & (kSig | (uint32_t(kSig) << 16)))) continue;
+                if (!(columnFlags(b, col) & kSig)) continue;
                 mrSample<kRaw>(m, rr, one, col, dr[0] + x);
                 mrSample<kRaw>(m, rr, one, col + 1, dr[1] + x);
                 mrSample<kRaw>(m, rr, one, col + b.rs, dr[2] + x);
@@ -263,7 +264,7 @@ void cleanup(const Block& b, mq::MqRegs& mq, const int32_t* zc, uint32_t one) {
         }
         for (int x = 0; x < b.w; ++x, col += 2) {
             int k = 0;
-            if (!(columnWords(b, col) & (0x00FFu * 0x10001u | (kSig | kVisit) * 0x10001u))) {
+            if (!(columnFlags(b, col) & (kNeighbours | kSig | kVisit))) {
                 // Run-length mode: four quiet samples.
                 if (!mq::decodeRegs(m, mq::kCtxRunLength)) continue;
                 k = static_cast<int>(mq::decodeRegs(m, mq::kCtxUniform) << 1);
