@@ -8,7 +8,7 @@ JOBS=${JOBS:-$(nproc)}
 
 need=(cmake g++ make pkgconf libgtest-dev libbenchmark-dev clang libclang-rt-14-dev libomp-dev
       libjpeg62-turbo-dev libjpeg-turbo-progs libturbojpeg0-dev libtiff-dev libtiff-tools
-      libopenjp2-tools libopenjp2-7-dev imagemagick libsquish-dev libstb-dev)
+      libopenjp2-tools libopenjp2-7-dev imagemagick libsquish-dev libstb-dev dcmtk)
 missing=()
 for p in "${need[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
