@@ -19,7 +19,7 @@ OzrStatus tag(const State* s) {
 OzrStatus sizeFits(OzriSize r) { return failIf(stateSize(r.width, r.height) > INT_MAX, ozrStatusBadSize); }
 
 void initState(State* s) {
-    std::memset(s, 0, sizeof(State));
+    ozrsZero_8u(reinterpret_cast<Ozr8u*>(s), static_cast<int>(sizeof(State)));
     std::memcpy(s->tag, kTag, 4);
     const uintptr_t fixedEnd = reinterpret_cast<uintptr_t>(s) + sizeof(State);
     const uintptr_t aligned = (fixedEnd + 31) & ~static_cast<uintptr_t>(31);

@@ -196,9 +196,14 @@ inline uint32_t decode(MqDecoderState& s, int cx) {
 }
 
 // ----------------------------------------------------- register-level decoder
-// The decoder's registers in locals of the coding passes: the same
-// arithmetic as decode() above on packed context states, with the
-// renormalisation shifting as far as the bits in hand allow at once.
+// The decoder's registers in locals of the coding passes, with the same
+// decisions as decode() above but the code register kept in the other,
+// uncomplemented sense: c = (A << 16) - (1 << (16 - CT)) - C.  Both registers
+// hold zeros in the 16 - CT positions not yet filled, so "Chigh < A - Qe"
+// becomes "c >> 16 >= Qe", a test that does not wait for the subtraction.
+// A byte-in adds the byte itself (a marker adds 0xFF00, the 1-bits).  The
+// contexts are packed words; the renormalisation shifts as far as the bits
+// in hand allow at once.
 struct MqRegs {
     uint32_t a, c, ct;
     int32_t pos, len;
@@ -207,9 +212,12 @@ struct MqRegs {
     uint32_t ctx[kContexts];  // packed context words
 };
 
+// (A << 16) - (1 << (16 - CT)): the sum of the two senses of the code register.
+inline uint32_t codeSum(uint32_t a, uint32_t ct) { return (a << 16) - (1u << (ct <= 16 ? 16 - ct : 0)); }
+
 inline void loadRegs(const MqDecoderState& s, MqRegs* r) {
     r->a = s.A;
-    r->c = s.C;
+    r->c = codeSum(s.A, s.CT) - s.C;
     r->ct = s.CT;
     r->pos = s.pos;
     r->len = s.length;
@@ -220,7 +228,7 @@ inline void loadRegs(const MqDecoderState& s, MqRegs* r) {
 
 inline void storeRegs(const MqRegs& r, MqDecoderState* s) {
     s->A = r.a;
-    s->C = r.c;
+    s->C = codeSum(r.a, r.ct) - r.c;
     s->CT = r.ct;
     s->pos = r.pos;
     s->marker = r.marker;
@@ -238,6 +246,7 @@ inline void resetRegsCtx(MqRegs* r) {
 
 __attribute__((always_inline)) inline void byteInRegs(MqRegs& r) {
     if (r.marker) {
+        r.c += 0xFF00u;
         r.ct = 8;
         return;
     }
@@ -245,14 +254,15 @@ __attribute__((always_inline)) inline void byteInRegs(MqRegs& r) {
     const uint32_t b1 = r.pos + 1 < r.len ? r.data[r.pos + 1] : 0xFFu;
     if (b < 0xFF) {
         ++r.pos;
-        r.c += 0xFF00u - (b1 << 8);
+        r.c += b1 << 8;
         r.ct = 8;
     } else if (b1 < 0x90) {
         ++r.pos;
-        r.c += 0xFE00u - (b1 << 9);
+        r.c += b1 << 9;
         r.ct = 7;
     } else {
         r.marker = 1;
+        r.c += 0xFF00u;
         r.ct = 8;
     }
 }
@@ -263,7 +273,9 @@ __attribute__((always_inline)) inline uint32_t decodeRegs(MqRegs& r, int cx) {
     const uint32_t mps = w & 1u;
     uint32_t d;
     r.a -= qe;
-    if ((r.c >> 16) < r.a) {
+    if ((r.c >> 16) >= qe) {
+        // MPS sub-interval.
+        r.c -= qe << 16;
         if (r.a & 0x8000u) return mps;
         const PackedState& e = kPacked.s[w & 0xFFu];
         if (r.a < qe) {
@@ -274,8 +286,8 @@ __attribute__((always_inline)) inline uint32_t decodeRegs(MqRegs& r, int cx) {
             r.ctx[cx] = e.nmps;
         }
     } else {
+        // LPS sub-interval.
         const PackedState& e = kPacked.s[w & 0xFFu];
-        r.c -= r.a << 16;
         if (r.a < qe) {
             d = mps;
             r.ctx[cx] = e.nmps;
