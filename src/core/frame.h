@@ -44,6 +44,12 @@ constexpr OzrStatus firstFailure(OzrStatus first, Rest... rest) {
     return first != ozrStatusOk ? first : firstFailure(rest...);
 }
 
+// ------------------------------------------------------------ CPU dispatch
+// The baseline is SSSE3; families may add AVX2 kernels (files *_avx2.cpp)
+// and pick them with this test.  Every such kernel has the same scalar twin
+// as its SSSE3 sibling and must give identical results.
+inline bool cpuHasAvx2() { return __builtin_cpu_supports("avx2"); }
+
 // ------------------------------------------------------------ pointer helpers
 template <typename T>
 inline T* rowPtr(T* base, int step, int y) {
