@@ -4,7 +4,8 @@
 //  - lossless JPEG2000 decoding of a 4K x 2K codestream (5 levels, 64x64
 //    code-blocks, made by opj_compress when it is installed): the ozrj reader
 //    on the library vs OpenJPEG's library.
-// Thread count: the library's setting (ozrSetNumThreads) via --threads=N as
+// Images: the photographs of scripts/fetch-photos.sh when present, else a
+// generated scene.  Thread count: the library's setting (ozrSetNumThreads) via --threads=N as
 // the first argument; peers run single-threaded.
 #include <benchmark/benchmark.h>
 #include <turbojpeg.h>
@@ -25,8 +26,18 @@ using namespace ozrtool;
 
 namespace {
 
+// A real photograph when scripts/fetch-photos.sh has fetched one, else the
+// generated scene of the same size.
+Image photoOrScene(const char* file, int w, int h) {
+    Image img;
+    std::string err;
+    const std::string path = std::string(OZRJ_SOURCE_DIR) + "/data/photos/" + file;
+    if (readPnm(path, &img, &err) && img.width == w && img.height == h && img.channels == 3) return img;
+    return makeScene(w, h);
+}
+
 const Image& scene4k() {
-    static const Image img = makeScene(3840, 2160);
+    static const Image img = photoOrScene("photo-3840x2160.ppm", 3840, 2160);
     return img;
 }
 
@@ -71,7 +82,7 @@ const std::string& j2kFile() {
         const std::string ppm = dir + "/scene4kx2k.ppm", j2k = dir + "/scene4kx2k.j2k";
         std::system(("mkdir -p " + dir).c_str());
         std::string err;
-        if (!writePnm(ppm, makeScene(4096, 2048), &err)) return std::string();
+        if (!writePnm(ppm, photoOrScene("photo-4096x2048.ppm", 4096, 2048), &err)) return std::string();
         const std::string cmd = "opj_compress -i " + ppm + " -o " + j2k + " -n 6 -b 64,64 > /dev/null 2>&1";
         return std::system(cmd.c_str()) == 0 ? j2k : std::string();
     }();

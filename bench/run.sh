@@ -5,6 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 REPS=${REPS:-5}
+bash scripts/fetch-photos.sh || echo "no photographs: benchmarks use generated images" >&2
 cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DOZRJ_BUILD_TESTS=OFF > /dev/null
 cmake --build build-bench -j"$(nproc)" > build-bench.log 2>&1 || { tail -40 build-bench.log; exit 1; }
 out=build-bench/results
