@@ -1,5 +1,5 @@
 // Baseline Huffman entropy coding of a 4K (and a VGA) 4:2:0 frame of quantized blocks
-// (a synthetic photographic-looking image, DCT and quantization at quality
+// (the photograph of scripts/fetch-photos.sh, or a generated picture; DCT and quantization at quality
 // 75 and 90), beside libjpeg-turbo encoding the same coefficients with the
 // same standard tables through jpeg_write_coefficients (optimisation off).
 #include <benchmark/benchmark.h>
@@ -14,6 +14,7 @@ extern "C" {
 #include <jpeglib.h>
 }
 
+#include "bench_photo.h"
 #include "ozrj.h"
 
 namespace {
@@ -34,9 +35,35 @@ const unsigned kQuantC[64] = {17, 18, 24, 47, 99, 99, 99, 99, 18, 21, 26, 66, 99
                               99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99,
                               99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99};
 
-// A plane with smooth shading, edges and fine texture.
-std::vector<float> makePlane(int w, int h, int seed) {
+// Component c (0 Y, 1 Cb, 2 Cr; chroma halved both ways) of the 4K
+// photograph, cropped to w x h from the centre; empty without the photograph.
+std::vector<float> photoPlane(int w, int h, int c) {
+    static const std::vector<uint8_t> rgb = ozrbench::loadPhotoRGB(3840, 2160);
+    if (rgb.empty()) return {};
+    const int sub = c ? 2 : 1, pw = 3840 / sub, ph = 2160 / sub;
+    const int x0 = (pw - w) / 2, y0 = (ph - h) / 2;
     std::vector<float> p(static_cast<size_t>(w) * h);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            double acc = 0;
+            for (int dy = 0; dy < sub; ++dy)
+                for (int dx = 0; dx < sub; ++dx) {
+                    const uint8_t* q = &rgb[((size_t(y0 + y) * sub + dy) * 3840 + size_t(x0 + x) * sub + dx) * 3];
+                    const double r = q[0], g = q[1], b = q[2];
+                    acc += c == 0 ? 0.299 * r + 0.587 * g + 0.114 * b
+                         : c == 1 ? 128 - 0.168736 * r - 0.331264 * g + 0.5 * b
+                                  : 128 + 0.5 * r - 0.418688 * g - 0.081312 * b;
+                }
+            p[size_t(y) * w + x] = static_cast<float>(acc / (sub * sub));
+        }
+    return p;
+}
+
+// The photograph's plane, or one with smooth shading, edges and fine texture.
+std::vector<float> makePlane(int w, int h, int seed) {
+    std::vector<float> p = photoPlane(w, h, seed);
+    if (!p.empty()) return p;
+    p.resize(static_cast<size_t>(w) * h);
     uint32_t r = 0x9E3779B9u * (seed + 1);
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) {
