@@ -7,10 +7,12 @@
 #include <array>
 #include <cmath>
 #include <functional>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
+#include "core/frame.h"
 #include "jpeg/color.h"
 #include "test_util.h"
 
@@ -290,6 +292,34 @@ TEST(ColorKernels, SsseMatchesScalarOnEveryWidthAndAlignment) {
             OZR_ALL_KERNELS(sc, outA.data());
             OZR_ALL_KERNELS(vx, outB.data());
 #undef OZR_ALL_KERNELS
+            for (size_t k = 0; k < outA.size(); ++k)
+                ASSERT_EQ(outA[k], outB[k]) << "n=" << n << " off=" << off << " slot " << k / 80 << " byte " << k % 80;
+        }
+}
+
+TEST(ColorKernels, Avx2MatchesScalarOnEveryWidthAndAlignment) {
+    if (!ozr::cpuHasAvx2()) GTEST_SKIP() << "no AVX2";
+    namespace sc = ozr::color::scalar;
+    namespace vx = ozr::color::avx2;
+    Rng rng(6);
+    std::vector<uint8_t> outA(6 * 80 + 4), outB;
+    for (int n = 1; n <= 64; ++n)
+        for (int off = 0; off < 4; ++off) {
+            std::vector<uint8_t> px3(3 * n + off);
+            rng.bytes(px3.data(), px3.size());
+            if (off == 3)
+                for (auto& b : px3) b = (b & 1) ? 255 : 0;
+            rng.bytes(outA.data(), outA.size());
+            outB = outA;
+            const uint8_t* s = px3.data() + off;
+            for (auto [d, rgb, bgr] : {std::make_tuple(outA.data(), sc::ownpj_RGBToYCbCr_JPEG_8u_C3P3R,
+                                                       sc::ownpj_BGRToYCbCr_JPEG_8u_C3P3R),
+                                       std::make_tuple(outB.data(), vx::ownpj_RGBToYCbCr_JPEG_8u_C3P3R,
+                                                       vx::ownpj_BGRToYCbCr_JPEG_8u_C3P3R)}) {
+                auto slot = [&, d = d](int i) { return d + 80 * i + (i * 3 + off) % 4; };
+                rgb(s, slot(0), slot(1), slot(2), n);
+                bgr(s, slot(3), slot(4), slot(5), n);
+            }
             for (size_t k = 0; k < outA.size(); ++k)
                 ASSERT_EQ(outA[k], outB[k]) << "n=" << n << " off=" << off << " slot " << k / 80 << " byte " << k % 80;
         }

@@ -10,6 +10,7 @@
 #include <limits>
 #include <vector>
 
+#include "core/frame.h"
 #include "core/kernels.h"
 #include "jpeg/dct.h"
 #include "test_util.h"
@@ -215,6 +216,10 @@ TEST(FixedPointDct, VectorMatchesScalarOnRandomAndExtremeBlocks) {
                 dct::ssse3::fdctQuantLS8u(img.data(), step, a, t);
                 dct::scalar::fdctQuantLS8u(img.data(), step, b, t);
                 ASSERT_EQ(0, std::memcmp(a, b, sizeof a)) << "8u block " << tag << " step " << step;
+                if (ozr::cpuHasAvx2()) {
+                    dct::avx2::fdctQuantLS8u(img.data(), step, a, t);
+                    ASSERT_EQ(0, std::memcmp(a, b, sizeof a)) << "AVX2, 8u block " << tag << " step " << step;
+                }
             }
         }
         // 16s blocks at 2-byte offsets from 16-byte alignment, also in place.

@@ -1,9 +1,9 @@
 // Encoder colour conversion: row kernels behind the RGB/BGR/CMYK/packed to
 // Y, YCbCr and YCCK region functions.
 //
-// The scalar kernels (namespace scalar) are the definition; the SSSE3 kernels
-// must give the same bytes for every width and alignment.  Several fixed-point
-// sets live side by side and each stays where it belongs:
+// The scalar kernels (namespace scalar) are the definition; the SSSE3 and AVX2
+// kernels must give the same bytes for every width and alignment.  Several
+// fixed-point sets live side by side and each stays where it belongs:
 //
 //  * pixel-order RGB/BGR -> YCbCr: the first floor(n/8)*8 pixels of a row use
 //    the 15-bit set (Y rounding 16266, Cr rounding 128*2^15 + 16400), the rest
@@ -66,6 +66,12 @@ void packedToYCbCrRow(const uint16_t* src, uint8_t* y, uint8_t* cb, uint8_t* cr,
 namespace ssse3 {
 OZR_COLOR_KERNELS
 }  // namespace ssse3
+
+// AVX2 forms of the pixel-order YCbCr kernels, for CPUs that have it.
+namespace avx2 {
+void ownpj_RGBToYCbCr_JPEG_8u_C3P3R(const uint8_t* src, uint8_t* y, uint8_t* cb, uint8_t* cr, int n);
+void ownpj_BGRToYCbCr_JPEG_8u_C3P3R(const uint8_t* src, uint8_t* y, uint8_t* cb, uint8_t* cr, int n);
+}  // namespace avx2
 
 #undef OZR_COLOR_KERNELS
 

@@ -59,7 +59,8 @@
 // -32768 in the vector conversion.
 //
 // Every kernel has a scalar twin (namespace scalar) which is its definition;
-// the SSSE3 forms (namespace ssse3) give identical results for every input.
+// the SSSE3 forms (namespace ssse3) and the AVX2 form (namespace avx2) give
+// identical results for every input.
 #ifndef OZRJ_JPEG_DCT_H
 #define OZRJ_JPEG_DCT_H
 
@@ -146,6 +147,11 @@ void fdctQuant16s(const int16_t* src, int16_t* dst, const uint16_t* table);
 void fdctLS16u(const uint16_t* src, int srcStep, float* out);
 void fdctQuantLS16u(const uint16_t* src, int srcStep, int16_t* dst, const float* table);
 }  // namespace ssse3
+
+// AVX2 form of the 8u kernel, for CPUs that have it.
+namespace avx2 {
+void fdctQuantLS8u(const uint8_t* src, int srcStep, int16_t* dst, const uint16_t* table);
+}  // namespace avx2
 
 }  // namespace dct
 }  // namespace ozr
