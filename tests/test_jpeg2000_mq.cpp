@@ -236,7 +236,14 @@ TEST(Mq, RegisterDecoderMatchesRecordDecoder) {
         mqDecoderInit(&rec, bytes.data(), static_cast<int>(bytes.size()));
         MqRegs regs;
         loadRegs(rec, &regs);
-        for (const auto& x : ds) ASSERT_EQ(decodeRegs(regs, x.cx), mqDecoderDecode(&rec, x.cx)) << "trial " << trial;
+        // Both register-level forms, interleaved (the flat one on odd trials
+        // for every other decision, on trials divisible by 5 for all).
+        for (size_t i = 0; i < ds.size(); ++i) {
+            const auto& x = ds[i];
+            const bool flat = trial % 5 == 0 || (trial % 2 == 1 && (i & 1));
+            const uint32_t got = flat ? decodeRegsFlat(regs, x.cx) : decodeRegs(regs, x.cx);
+            ASSERT_EQ(got, mqDecoderDecode(&rec, x.cx)) << "trial " << trial << " decision " << i;
+        }
         MqDecoderState back = rec;
         storeRegs(regs, &back);
         EXPECT_EQ(back.A, rec.A);

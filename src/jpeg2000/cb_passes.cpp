@@ -114,11 +114,11 @@ inline uint32_t columnFlags(const Block& b, const uint16_t* col) {
     return static_cast<uint32_t>(col[0] | col[1] | col[b.rs] | col[b.rs + 1]);
 }
 
+// Updates a word as its two 16-bit entries: entries are read 16 bits wide
+// right after 16-bit stores, and a 32-bit access would stall on those.
 inline void or32(uint16_t* p, uint32_t v) {
-    uint32_t w;
-    std::memcpy(&w, p, 4);
-    w |= v;
-    std::memcpy(p, &w, 4);
+    p[0] |= static_cast<uint16_t>(v);
+    p[1] |= static_cast<uint16_t>(v >> 16);
 }
 
 // Entry of stripe row k (0..3) in the column whose row 0 entry is col.
@@ -156,7 +156,7 @@ inline void setSignificant(const Block& b, uint16_t* f, int k, uint32_t neg) {
 
 __attribute__((always_inline)) inline uint32_t decodeSign(mq::MqRegs& mq, uint16_t fl) {
     const uint32_t packed = kContextTables.SignCodingLUT[(fl & 0xF) | ((fl >> 4) & 0xF0)];
-    return mq::decodeRegs(mq, static_cast<int>(packed & 0xF)) ^ (packed >> 31);
+    return mq::decodeRegsFlat(mq, static_cast<int>(packed & 0xF)) ^ (packed >> 31);
 }
 
 // Per-sample steps of the three passes.  k is the row within the stripe
@@ -168,7 +168,7 @@ __attribute__((always_inline)) inline void spSample(const Block& b, mq::MqRegs& 
     const uint16_t fl = *f;
     // A candidate is not significant and has a significant neighbour.
     if (static_cast<uint32_t>((fl & (kSig | kNeighbours)) - 1) >= kNeighbours) return;
-    const uint32_t bit = kRaw ? rr.bit() : mq::decodeRegs(m, zc[fl & kNeighbours]);
+    const uint32_t bit = kRaw ? rr.bit() : mq::decodeRegsFlat(m, zc[fl & kNeighbours]);
     if (bit) {
         const uint32_t neg = kRaw ? rr.bit() : decodeSign(m, fl);
         *d |= one | (neg << 31);
@@ -184,8 +184,8 @@ __attribute__((always_inline)) inline void mrSample(mq::MqRegs& m, RawReader& rr
     if ((fl & (kSig | kVisit)) != kSig) return;
     const uint32_t bit =
         kRaw ? rr.bit()
-             : mq::decodeRegs(m, kContextTables.MagnRefineLUT[((fl & kRef) ? 256 : 0) | (fl & kNeighbours)]);
-    if (bit) *d |= one;
+             : mq::decodeRegsFlat(m, kContextTables.MagnRefineLUT[((fl & kRef) ? 256 : 0) | (fl & kNeighbours)]);
+    *d |= one & (0u - bit);
     *f |= kRef;
 }
 
@@ -193,7 +193,7 @@ __attribute__((always_inline)) inline void cuSample(const Block& b, mq::MqRegs& 
                                                     uint16_t* f, int k, uint32_t* d) {
     const uint16_t fl = *f;
     if (!(fl & (kSig | kVisit))) {
-        if (mq::decodeRegs(m, zc[fl & kNeighbours])) {
+        if (mq::decodeRegsFlat(m, zc[fl & kNeighbours])) {
             const uint32_t neg = decodeSign(m, fl);
             *d |= one | (neg << 31);
             setSignificant(b, f, k, neg);
@@ -203,7 +203,8 @@ __attribute__((always_inline)) inline void cuSample(const Block& b, mq::MqRegs& 
 }
 
 template <bool kRaw>
-void sigProp(const Block& b, mq::MqRegs& mq, RawReader& rr, const int32_t* zc, uint32_t one) {
+void sigProp(const Block& blk, mq::MqRegs& mq, RawReader& rr, const int32_t* zc, uint32_t one) {
+    const Block b = blk;  // a local copy the state-array stores cannot alias
     mq::MqRegs m = mq;
     for (int y0 = 0; y0 < b.h; y0 += 4) {
         const int rows = std::min(4, b.h - y0);
@@ -227,7 +228,8 @@ void sigProp(const Block& b, mq::MqRegs& mq, RawReader& rr, const int32_t* zc, u
 }
 
 template <bool kRaw>
-void magRef(const Block& b, mq::MqRegs& mq, RawReader& rr, uint32_t one) {
+void magRef(const Block& blk, mq::MqRegs& mq, RawReader& rr, uint32_t one) {
+    const Block b = blk;
     mq::MqRegs m = mq;
     for (int y0 = 0; y0 < b.h; y0 += 4) {
         const int rows = std::min(4, b.h - y0);
@@ -250,7 +252,8 @@ void magRef(const Block& b, mq::MqRegs& mq, RawReader& rr, uint32_t one) {
     mq = m;
 }
 
-void cleanup(const Block& b, mq::MqRegs& mq, const int32_t* zc, uint32_t one) {
+void cleanup(const Block& blk, mq::MqRegs& mq, const int32_t* zc, uint32_t one) {
+    const Block b = blk;
     mq::MqRegs m = mq;
     for (int y0 = 0; y0 < b.h; y0 += 4) {
         const int rows = std::min(4, b.h - y0);

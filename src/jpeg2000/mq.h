@@ -83,6 +83,22 @@ constexpr PackedTable buildPackedTable() {
 }
 
 inline constexpr PackedTable kPacked = buildPackedTable();
+
+// The same transitions as one array: entry 2 * (packed & 0xFF) + lps.
+struct PackedNext {
+    uint32_t w[2 * kPackedStates];
+};
+
+constexpr PackedNext buildPackedNext() {
+    PackedNext t{};
+    for (int i = 0; i < kPackedStates; ++i) {
+        t.w[2 * i] = kPacked.s[i].nmps;
+        t.w[2 * i + 1] = kPacked.s[i].nlps;
+    }
+    return t;
+}
+
+inline constexpr PackedNext kPackedNext = buildPackedNext();
 extern const int32_t owniInitialCtxIndexes_JPEG2K[kContexts];
 extern const int32_t owniInitialMPS_JPEG2K[kContexts];
 
@@ -310,6 +326,39 @@ __attribute__((always_inline)) inline uint32_t decodeRegs(MqRegs& r, int cx) {
     r.c <<= n;
     r.ct -= n;
     return d;
+}
+
+// The same decision without a branch on the sub-interval: both outcomes are
+// formed and selected by masks.  The coding passes use it for every decision
+// but the run-length ones: lossless code-blocks spend most decisions in the
+// low bit-planes, near even odds, where the branch of decodeRegs is often
+// mispredicted.
+__attribute__((always_inline)) inline uint32_t decodeRegsFlat(MqRegs& r, int cx) {
+    const uint32_t w = r.ctx[cx];
+    const uint32_t qe = w >> 16;
+    const uint32_t a = r.a - qe;
+    const uint32_t inMps = (r.c >> 16) >= qe ? 1u : 0u;  // MPS sub-interval
+    const uint32_t mask = 0u - inMps;
+    const uint32_t na = (a & mask) | (qe & ~mask);
+    const uint32_t c = r.c - ((qe << 16) & mask);
+    // The LPS symbol: the smaller sub-interval was taken (conditional exchange).
+    const uint32_t lps = (a < qe ? 1u : 0u) ^ inMps ^ 1u;
+    const uint32_t next = kPackedNext.w[2 * (w & 0xFFu) + lps];
+    const uint32_t renorm = 0u - (na < 0x8000u ? 1u : 0u);
+    r.ctx[cx] = w ^ ((w ^ next) & renorm);
+    uint32_t n = static_cast<uint32_t>(__builtin_clz(na)) - 16;
+    r.a = na;
+    r.c = c;
+    while (n > r.ct) {
+        r.a <<= r.ct;
+        r.c <<= r.ct;
+        n -= r.ct;
+        byteInRegs(r);
+    }
+    r.a <<= n;
+    r.c <<= n;
+    r.ct -= n;
+    return (w & 1u) ^ lps;
 }
 
 // ------------------------------------------------------------------ encoder
