@@ -284,9 +284,17 @@ TEST(HuffEncBlock, FastPathMatchesCarefulAtEveryBufferEnd) {
     for (uint32_t& e : dirty.entry)
         if (e && (e >> 16) < 16) e |= 0x8000;
     for (int it = 0; it < 150; ++it) {
-        Ozr16s blk[64];
-        randomBlock(rng, blk, it % 4 ? 1023 : 40);
         const OzriEncodeHuffmanSpec& ac = it % 3 == 0 ? kAcL : it % 3 == 1 ? longCodes : dirty;
+        // Small values and 12-bit ones; with codes for every symbol also the
+        // whole 16-bit range and -32768 (not after 15 zeros: no such symbol).
+        const bool wide = it % 3 == 1 && it % 2 == 1;
+        Ozr16s blk[64];
+        randomBlock(rng, blk, wide ? 32767 : it % 4 ? 1023 : 40);
+        if (wide && it % 4 == 1) {
+            const int k = rng.range(2, 63);
+            blk[ozr::kZigzagNatural[k - 1]] = 1;
+            blk[ozr::kZigzagNatural[k]] = -32768;
+        }
         const OzriEncodeHuffmanState st = randomState(rng);
         const int pos = rng.range(0, 3);
         std::vector<uint8_t> big(2048);
@@ -300,7 +308,8 @@ TEST(HuffEncBlock, FastPathMatchesCarefulAtEveryBufferEnd) {
         OzriEncodeHuffmanState sf = st;
         int pf = pos;
         Ozr16s df = 17;
-        EXPECT_TRUE(ozr::huff::encodeBlockFast(blk, big.data(), 1024, &pf, &df, &kDcL, &ac, &sf));
+        const bool hasMin = std::find(blk, blk + 64, Ozr16s(-32768)) != blk + 64;  // left to the careful path
+        EXPECT_EQ(!hasMin, ozr::huff::encodeBlockFast(blk, big.data(), 1024, &pf, &df, &kDcL, &ac, &sf));
     }
 }
 

@@ -3,6 +3,7 @@
 // point, which falls back to encodeBlockCareful (huffenc_block.cpp), the
 // definition.
 #include <tmmintrin.h>
+#include <x86intrin.h>
 
 #include "core/kernels.h"
 #include "jpeg/huffenc.h"
@@ -35,15 +36,20 @@ constexpr FlagShuffles makeFlagShuffles() {
 
 constexpr FlagShuffles kFlagShuffles = makeFlagShuffles();
 
-inline uint64_t zigzagNonzeroMaskInline(const Ozr16s* src) {
+// With pMin non-null, *pMin tells whether any coefficient is -32768.
+inline uint64_t zigzagNonzeroMaskInline(const Ozr16s* src, bool* pMin = nullptr) {
     const __m128i zero = _mm_setzero_si128();
+    const __m128i minv = _mm_set1_epi16(-32768);
+    __m128i anyMin = zero;
     __m128i flags[4];
 #pragma GCC unroll 4
     for (int q = 0; q < 4; ++q) {
         const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 16 * q));
         const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 16 * q + 8));
         flags[q] = _mm_packs_epi16(_mm_cmpeq_epi16(a, zero), _mm_cmpeq_epi16(b, zero));
+        if (pMin) anyMin = _mm_or_si128(anyMin, _mm_or_si128(_mm_cmpeq_epi16(a, minv), _mm_cmpeq_epi16(b, minv)));
     }
+    if (pMin) *pMin = _mm_movemask_epi8(anyMin) != 0;
     // Zigzag rows 0..15 only read natural indices below 48, rows 48..63
     // only indices from 16 on.
     uint64_t isZero = 0;
@@ -67,10 +73,27 @@ uint64_t ssse3::zigzagNonzeroMask(const Ozr16s* src) { return zigzagNonzeroMaskI
 
 namespace {
 
-// Category of a non-zero value with |v| <= 65535, by bit scan.
-inline int categoryNonZero(int32_t v) {
-    const uint32_t a = static_cast<uint32_t>(v < 0 ? -v : v);
-    return 32 - __builtin_clz(a);
+// Category of a value with |v| <= 65535, by bit scan and without a branch:
+// 2|v| + 1 has exactly one significant bit more than |v|, and is never 0.
+inline int categoryOf(int32_t v) {
+    const int32_t s = v >> 31;
+    const uint32_t a = static_cast<uint32_t>((v ^ s) - s);
+    return _bit_scan_reverse(static_cast<int>(2 * a + 1));
+}
+
+// An AC coefficient v (non-zero, not -32768, so category 1..15) after r
+// zeros (0..15): its code and magnitude bits as one field of n bits.  False
+// when the symbol has no code.
+inline bool acField(const OzriEncodeHuffmanSpec* ac, int64_t v, unsigned r, uint64_t* field, int* n) {
+    const int64_t s = v >> 63;
+    const uint32_t a = static_cast<uint32_t>((v ^ s) - s);
+    const int cat = _bit_scan_reverse(static_cast<int>(a));  // category - 1 (a != 0)
+    const uint32_t entry = ac->entry[r * 16 + 1 + cat];
+    if (__builtin_expect(entry - 0x10000u >= 0x100000u, 0)) return false;  // length not 1..16
+    *field = ((static_cast<uint64_t>(static_cast<int64_t>(static_cast<int32_t>(entry)) ^ s) << 1 << cat)) ^
+             static_cast<uint64_t>(v + s);
+    *n = static_cast<int>(entry >> 16) + cat + 1;
+    return true;
 }
 
 // Code followed by `cat` magnitude bits, as one field: with s = 0 or -1 for
@@ -96,10 +119,12 @@ static inline bool encodeBlockFastInline(const Ozr16s* pSrc, Ozr8u* pDst, int ds
     FastBitWriter w;
     if (!w.begin(st, pDst, dstLenBytes, *pDstCurrPos)) return false;
 
-    uint64_t mask = zigzagNonzeroMaskInline(pSrc) & ~uint64_t(1);  // AC positions only
+    bool anyMin;
+    uint64_t mask = zigzagNonzeroMaskInline(pSrc, &anyMin) & ~uint64_t(1);  // AC positions only
+    if (__builtin_expect(anyMin, 0)) return false;  // category 16: left to the careful path
 
     const int32_t diff = int32_t(pSrc[0]) - int32_t(*pLastDC);
-    int cat = diff ? categoryNonZero(diff) : 0;
+    int cat = categoryOf(diff);
     if (!putSymbol(w, dc->entry[cat], diff, cat)) return false;
 
     int last = 0;  // zigzag position of the last coded coefficient
@@ -108,11 +133,13 @@ static inline bool encodeBlockFastInline(const Ozr16s* pSrc, Ozr8u* pDst, int ds
         mask &= mask - 1;
         int r = k - last - 1;
         last = k;
-        for (; r > 15; r -= 16)
-            if (!putSymbol(w, ac->entry[0xF0], 0, 0)) return false;
-        const int32_t v = pSrc[kZigzagGuarded[k]];
-        cat = categoryNonZero(v);
-        if (!putSymbol(w, acEntry(ac, r * 16 + cat), v, cat)) return false;
+        if (__builtin_expect(r > 15, 0))
+            for (; r > 15; r -= 16)
+                if (!putSymbol(w, ac->entry[0xF0], 0, 0)) return false;
+        uint64_t field;
+        int n;
+        if (!acField(ac, pSrc[kZigzagGuarded[k]], static_cast<unsigned>(r), &field, &n)) return false;
+        if (!w.putField(field, n)) return false;
     }
     if (last < 63)
         if (!putSymbol(w, ac->entry[0x00], 0, 0)) return false;
