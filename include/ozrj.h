@@ -190,13 +190,13 @@ OZRAPI OzrStatus ozriDCTQuantFwd8x8LS_JPEG_16u16s_C1R(const Ozr16u* pSrc, int sr
 
 /* ====================================================== JPEG Huffman coding */
 /* @@ozrj:jpeg-huffman@@ */
-/* Reports the size of an encoder Huffman specification (1024). */
+/* Reports the size of an encoder Huffman table record (1024). */
 OZRAPI OzrStatus ozriEncodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize);
-/* Builds an encoder specification from 16 code counts and the symbol list (DHT form). */
+/* Builds an encoder table record from 16 code counts and the symbol list (DHT form). */
 OZRAPI OzrStatus ozriEncodeHuffmanSpecInit_JPEG_8u(const Ozr8u* pListBits, const Ozr8u* pListVals, OzriEncodeHuffmanSpec* pSpec);
-/* Allocates and builds an encoder specification; release it with ozriEncodeHuffmanSpecFree_JPEG_8u. */
+/* Allocates and builds an encoder table record; release it with ozriEncodeHuffmanSpecFree_JPEG_8u. */
 OZRAPI OzrStatus ozriEncodeHuffmanSpecInitAlloc_JPEG_8u(const Ozr8u* pListBits, const Ozr8u* pListVals, OzriEncodeHuffmanSpec** ppSpec);
-/* Releases a specification from ozriEncodeHuffmanSpecInitAlloc_JPEG_8u. */
+/* Releases a table record from ozriEncodeHuffmanSpecInitAlloc_JPEG_8u. */
 OZRAPI OzrStatus ozriEncodeHuffmanSpecFree_JPEG_8u(OzriEncodeHuffmanSpec* pSpec);
 /* Builds an optimal code-count/symbol list (codes up to 16 bits, none all 1-bits) from 256 symbol counts; all counts zero gives an empty table. */
 OZRAPI OzrStatus ozriEncodeHuffmanRawTableInit_JPEG_8u(const int pStatistics[256], Ozr8u* pListBits, Ozr8u* pListVals);
@@ -234,13 +234,13 @@ OZRAPI OzrStatus ozriGetHuffmanStatisticsOne_JPEG_16s_C1(const Ozr16s* pSrc, int
  * the marker ends the block with ozrStatusOk (at an AC symbol the read-ahead is dropped and the
  * position stays past the marker); magnitude bits cut short or an unknown code give
  * ozrStatusBadCodeOrValue.  Passing the three values back unchanged continues the stream. */
-/* *pSize = 1644, the size of a decoder Huffman specification. */
+/* *pSize = 1644, the size of a decoder Huffman table record. */
 OZRAPI OzrStatus ozriDecodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize);
-/* Builds a decoder specification from DHT-style BITS (16 counts) and HUFFVAL. */
+/* Builds a decoder table record from DHT-style BITS (16 counts) and HUFFVAL. */
 OZRAPI OzrStatus ozriDecodeHuffmanSpecInit_JPEG_8u(const Ozr8u* pListBits, const Ozr8u* pListVals, OzriDecodeHuffmanSpec* pSpec);
-/* Allocates and builds a decoder specification; stored in *ppSpec even when the table is bad. */
+/* Allocates and builds a decoder table record; stored in *ppSpec even when the table is bad. */
 OZRAPI OzrStatus ozriDecodeHuffmanSpecInitAlloc_JPEG_8u(const Ozr8u* pListBits, const Ozr8u* pListVals, OzriDecodeHuffmanSpec** ppSpec);
-/* Releases a specification from ozriDecodeHuffmanSpecInitAlloc_JPEG_8u. */
+/* Releases a table record from ozriDecodeHuffmanSpecInitAlloc_JPEG_8u. */
 OZRAPI OzrStatus ozriDecodeHuffmanSpecFree_JPEG_8u(OzriDecodeHuffmanSpec* pSpec);
 /* *pSize = 24, the size of a decoder state. */
 OZRAPI OzrStatus ozriDecodeHuffmanStateGetBufSize_JPEG_8u(int* pSize);

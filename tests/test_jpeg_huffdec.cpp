@@ -1,4 +1,4 @@
-// Huffman decoding: decoder specification, bit reader (stuffing, fill bytes,
+// Huffman decoding: decoder table record, bit reader (stuffing, fill bytes,
 // markers, end of data), block decoding (careful path, fast kernel, Direct
 // form), the one-value decoder and argument checks.
 #include <gtest/gtest.h>
@@ -145,7 +145,7 @@ struct Decoder {
 
 }  // namespace
 
-// ------------------------------------------------------------ specification
+// ------------------------------------------------------------ table record
 TEST(DecodeSpec, StandardTablesFieldByField) {
     int size = 0, stateSize = 0;
     EXPECT_EQ(ozriDecodeHuffmanSpecGetBufSize_JPEG_8u(&size), ozrStatusOk);

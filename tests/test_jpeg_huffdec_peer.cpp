@@ -102,11 +102,11 @@ bool readPeer(const std::vector<uint8_t>& file, PeerCoefs* out) {
     return true;
 }
 
-struct Specs {
+struct TableSet {
     OzriDecodeHuffmanSpec dc[4], ac[4];
 };
 
-bool buildSpecs(const jpegparse::File& f, Specs* s) {
+bool buildTableSet(const jpegparse::File& f, TableSet* s) {
     for (int i = 0; i < 4; ++i) {
         if (f.dc[i].present &&
             ozriDecodeHuffmanSpecInit_JPEG_8u(f.dc[i].bits, f.dc[i].vals.data(), &s->dc[i]) != ozrStatusOk)
@@ -184,8 +184,8 @@ TEST(PeerFiles, EveryBlockEqualsLibjpegCoefficients) {
         ASSERT_TRUE(jpegparse::readFile(out, &file));
         jpegparse::File jf;
         ASSERT_TRUE(jpegparse::parse(file, &jf));
-        Specs specs;
-        ASSERT_TRUE(buildSpecs(jf, &specs));
+        TableSet tset;
+        ASSERT_TRUE(buildTableSet(jf, &tset));
         PeerCoefs peer;
         ASSERT_TRUE(readPeer(file, &peer));
 
@@ -211,8 +211,8 @@ TEST(PeerFiles, EveryBlockEqualsLibjpegCoefficients) {
             const auto& comp = jf.comps[ci];
             Ozr16s blk[64];
             const OzrStatus s = ozriDecodeHuffman8x8_JPEG_1u16s_C1(
-                e.data(), int(e.size()), &pos, blk, &lastDC[ci], &marker, &specs.dc[comp.td],
-                &specs.ac[comp.ta], &st);
+                e.data(), int(e.size()), &pos, blk, &lastDC[ci], &marker, &tset.dc[comp.td],
+                &tset.ac[comp.ta], &st);
             EXPECT_EQ(s, ozrStatusOk) << "mcu " << mcu;
             if (s != ozrStatusOk) return false;
             const JCOEF* want = &peer.comp[ci][by][static_cast<size_t>(bx) * 64];
@@ -253,8 +253,8 @@ TEST(PeerFiles, EveryBlockEqualsLibjpegCoefficients) {
             const auto& comp = jf.comps[ci];
             Ozr16s blk[64];
             EXPECT_EQ(ozriDecodeHuffman8x8_Direct_JPEG_1u16s_C1(d.data(), &bitsLen, blk, &lastDC[ci], &marker,
-                                                                &pref, &nbits, &specs.dc[comp.td],
-                                                                &specs.ac[comp.ta]),
+                                                                &pref, &nbits, &tset.dc[comp.td],
+                                                                &tset.ac[comp.ta]),
                       ozrStatusOk);
             const JCOEF* want = &peer.comp[ci][by][static_cast<size_t>(bx) * 64];
             return std::memcmp(blk, want, sizeof blk) == 0;
@@ -274,8 +274,8 @@ TEST(PeerFiles, TruncatedAndCorruptedDataFailCleanly) {
     ASSERT_TRUE(jpegparse::readFile(out, &file));
     jpegparse::File jf;
     ASSERT_TRUE(jpegparse::parse(file, &jf));
-    Specs specs;
-    ASSERT_TRUE(buildSpecs(jf, &specs));
+    TableSet tset;
+    ASSERT_TRUE(buildTableSet(jf, &tset));
     Rng rng(11);
     for (int iter = 0; iter < 60; ++iter) {
         // A copy in an exactly sized heap buffer, so that ASan sees any
@@ -296,7 +296,7 @@ TEST(PeerFiles, TruncatedAndCorruptedDataFailCleanly) {
             const auto& comp = jf.comps[ci];
             Ozr16s blk[64];
             s = ozriDecodeHuffman8x8_JPEG_1u16s_C1(buf.get(), int(e.size()), &pos, blk, &lastDC[ci], &marker,
-                                                   &specs.dc[comp.td], &specs.ac[comp.ta], &st);
+                                                   &tset.dc[comp.td], &tset.ac[comp.ta], &st);
             EXPECT_GE(pos, lastPos);
             EXPECT_LE(pos, int(e.size()));
             EXPECT_GE(st.count, 0);

@@ -56,8 +56,8 @@ std::vector<uint8_t> makeLosslessJpeg(const std::vector<std::vector<Ozr16s>>& pl
         }
     Ozr8u bits[16], vals[256];
     EXPECT_EQ(ozriEncodeHuffmanRawTableInit_JPEG_8u(stats, bits, vals), ozrStatusOk);
-    OzriEncodeHuffmanSpec spec;
-    EXPECT_EQ(ozriEncodeHuffmanSpecInit_JPEG_8u(bits, vals, &spec), ozrStatusOk);
+    OzriEncodeHuffmanSpec tbl;
+    EXPECT_EQ(ozriEncodeHuffmanSpecInit_JPEG_8u(bits, vals, &tbl), ozrStatusOk);
     int nvals = 0;
     for (int i = 0; i < 16; ++i) nvals += bits[i];
 
@@ -84,7 +84,7 @@ std::vector<uint8_t> makeLosslessJpeg(const std::vector<std::vector<Ozr16s>>& pl
     OzriEncodeHuffmanState st;
     ozriEncodeHuffmanStateInit_JPEG_8u(&st);
     int pos = 0;
-    const OzriEncodeHuffmanSpec* tables[4] = {&spec, &spec, &spec, &spec};
+    const OzriEncodeHuffmanSpec* tables[4] = {&tbl, &tbl, &tbl, &tbl};
     for (int y = 0; y < h; ++y) {
         const Ozr16s* rows[4] = {};
         for (int c = 0; c < nc; ++c) rows[c] = &diffs[c][static_cast<size_t>(y) * w];

@@ -1,5 +1,5 @@
 // Huffman decoding for sequential and lossless JPEG: the decoder
-// specification record (fast 8-bit look-up plus per-length bounds), the
+// table record (fast 8-bit look-up plus per-length bounds), the
 // 24-byte decoder state and the bit reader that the block decoders and the
 // lossless row decoder share.  Internal; the public header keeps both
 // records opaque.
@@ -55,9 +55,9 @@ struct OzriDecodeHuffmanState {
     int32_t position;    // 64 minus the AC positions still open after a block
 };
 
-static_assert(sizeof(OzriDecodeHuffmanSpec) == 1644, "decoder spec is 1644 bytes");
-static_assert(offsetof(OzriDecodeHuffmanSpec, fast) == 512, "decoder spec layout");
-static_assert(offsetof(OzriDecodeHuffmanSpec, firstCode) == 1536, "decoder spec layout");
+static_assert(sizeof(OzriDecodeHuffmanSpec) == 1644, "decoder tbl is 1644 bytes");
+static_assert(offsetof(OzriDecodeHuffmanSpec, fast) == 512, "decoder tbl layout");
+static_assert(offsetof(OzriDecodeHuffmanSpec, firstCode) == 1536, "decoder tbl layout");
 static_assert(sizeof(OzriDecodeHuffmanState) == 24, "decoder state is 24 bytes");
 
 namespace ozr {
@@ -68,8 +68,8 @@ namespace huffdec {
 constexpr int kZigzagLen = 72;
 extern const uint8_t kZigzag[kZigzagLen];
 
-// Fills a decoder specification from BITS/HUFFVAL (no pointer checks).
-OzrStatus specInit(const Ozr8u* bits, const Ozr8u* vals, OzriDecodeHuffmanSpec* spec);
+// Fills a decoder table record from BITS/HUFFVAL (no pointer checks).
+OzrStatus specInit(const Ozr8u* bits, const Ozr8u* vals, OzriDecodeHuffmanSpec* tbl);
 
 // v is an s-bit magnitude field (s 1..15): v when its top bit is set, else
 // v + 1 - 2^s.

@@ -80,7 +80,7 @@ struct OzriEncodeHuffmanState {
     uint8_t corrBits[1024];
 };
 
-static_assert(sizeof(OzriEncodeHuffmanSpec) == 1024, "encoder spec is 1024 bytes");
+static_assert(sizeof(OzriEncodeHuffmanSpec) == 1024, "encoder tbl is 1024 bytes");
 static_assert(sizeof(OzriEncodeHuffmanState) == 1048, "encoder state is 1048 bytes");
 static_assert(offsetof(OzriEncodeHuffmanState, count) == 8, "state layout");
 static_assert(offsetof(OzriEncodeHuffmanState, corrBits) == 20, "state layout");
@@ -158,7 +158,7 @@ OzrStatus flush(Ozr8u* pDst, int dstLenBytes, int* pDstCurrPos, OzriEncodeHuffma
 // Fills a code table record from a DHT-style BITS/HUFFVAL pair (no pointer
 // checks).  Returns ozrStatusBadHuffmanTable for more than 256 codes or an
 // over-subscribed length.
-OzrStatus initEncodeTable(const Ozr8u* bits, const Ozr8u* vals, OzriEncodeHuffmanSpec* spec);
+OzrStatus initEncodeTable(const Ozr8u* bits, const Ozr8u* vals, OzriEncodeHuffmanSpec* tbl);
 
 // ------------------------------------------------------------ fast writer
 // Usage:

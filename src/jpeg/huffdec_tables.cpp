@@ -1,4 +1,4 @@
-// Decoder specification and decoder state records.
+// Decoder table record and decoder state records.
 #include <cstring>
 
 #include "core/frame.h"
@@ -12,8 +12,8 @@ const uint8_t kZigzag[kZigzagLen] = {
     27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23, 30, 37, 44, 51,
     58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63, 63, 63, 63, 63, 63, 63, 63, 63};
 
-OzrStatus specInit(const Ozr8u* bits, const Ozr8u* vals, OzriDecodeHuffmanSpec* spec) {
-    std::memset(spec, 0, sizeof(*spec));
+OzrStatus specInit(const Ozr8u* bits, const Ozr8u* vals, OzriDecodeHuffmanSpec* tbl) {
+    std::memset(tbl, 0, sizeof(*tbl));
 
     // Code lengths in canonical order.
     uint8_t sizes[257];
@@ -45,25 +45,25 @@ OzrStatus specInit(const Ozr8u* bits, const Ozr8u* vals, OzriDecodeHuffmanSpec* 
     int k = 0;
     for (int L = 1; L <= 16; ++L) {
         const int n = bits[L - 1];
-        spec->firstIndex[L] = static_cast<uint16_t>(k);
+        tbl->firstIndex[L] = static_cast<uint16_t>(k);
         if (n > 0) {
-            spec->firstCode[L] = static_cast<uint16_t>(codes[k]);
+            tbl->firstCode[L] = static_cast<uint16_t>(codes[k]);
             for (int i = 0; i < n; ++i, ++k) {
                 if (k >= 256) return ozrStatusBadHuffmanTable;
-                spec->symbols[k] = vals[k];
+                tbl->symbols[k] = vals[k];
             }
-            spec->lastCode[L] = static_cast<uint16_t>(codes[k - 1]);
+            tbl->lastCode[L] = static_cast<uint16_t>(codes[k - 1]);
         } else {
-            spec->lastCode[L] = 0xFFFF;
+            tbl->lastCode[L] = 0xFFFF;
         }
     }
-    spec->lastCode[17] = 0xFFFF;
+    tbl->lastCode[17] = 0xFFFF;
 
     // Fast table for codes of up to 8 bits.  The index bound is 256, one past
     // the table: an over-full short length may write that one entry, which
     // lands on the first two first-code words of the record (never outside
     // it); a well-formed table never gets there.
-    auto* raw = reinterpret_cast<uint8_t*>(spec);
+    auto* raw = reinterpret_cast<uint8_t*>(tbl);
     k = 0;
     for (int L = 1; L <= 8; ++L) {
         for (int i = 0; i < bits[L - 1]; ++i, ++k) {
@@ -101,11 +101,11 @@ extern "C" OZRAPI OzrStatus ozriDecodeHuffmanSpecInitAlloc_JPEG_8u(const Ozr8u* 
                                                                  const Ozr8u* pListVals,
                                                                  OzriDecodeHuffmanSpec** ppSpec) {
     if (OzrStatus st = firstFailure(ptr(pListBits), ptr(pListVals), ptr(ppSpec))) return st;
-    auto* spec = reinterpret_cast<OzriDecodeHuffmanSpec*>(
+    auto* tbl = reinterpret_cast<OzriDecodeHuffmanSpec*>(
         ozrsMalloc_8u(static_cast<int>(sizeof(OzriDecodeHuffmanSpec))));
-    if (!spec) return ozrStatusNullPointer;
-    *ppSpec = spec;  // stored also when the table turns out bad
-    return huffdec::specInit(pListBits, pListVals, spec);
+    if (!tbl) return ozrStatusNullPointer;
+    *ppSpec = tbl;  // stored also when the table turns out bad
+    return huffdec::specInit(pListBits, pListVals, tbl);
 }
 
 extern "C" OZRAPI OzrStatus ozriDecodeHuffmanSpecFree_JPEG_8u(OzriDecodeHuffmanSpec* pSpec) {
