@@ -10,29 +10,11 @@
 #include <cstring>
 #include <vector>
 
+#include "fuzz_tables.h"
 #include "jpeg/huffdec.h"
-#include "jpeg/std_tables.h"
 
-namespace {
-
+using namespace ozrfuzz;
 using namespace ozr::jpegstd;
-
-// Builds a table from the input; the record is used whatever Init said, so
-// partly filled records are decoded with too.
-void takeTable(const uint8_t*& p, const uint8_t* end, OzriDecodeHuffmanSpec* tbl) {
-    uint8_t bits[16] = {}, vals[256] = {};
-    for (int i = 0; i < 16 && p < end; ++i) bits[i] = *p++;
-    int n = 0;
-    for (int i = 0; i < 16; ++i) n += bits[i];
-    for (int i = 0; i < n && i < 256 && p < end; ++i) vals[i] = *p++;
-    ozriDecodeHuffmanSpecInit_JPEG_8u(bits, vals, tbl);
-}
-
-void check(bool ok) {
-    if (!ok) std::abort();
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 1 || size > (1u << 20)) return 0;

@@ -10,28 +10,11 @@
 #include <cstring>
 #include <vector>
 
+#include "fuzz_tables.h"
 #include "jpeg/huffdec.h"
 
-namespace {
-
-const uint8_t kDcBits[16] = {0, 1, 5, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0};
-const uint8_t kDcVals[12] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};
-// Builds a table from the input; the record is used whatever Init said, so
-// partly filled records are decoded with too.
-void takeTable(const uint8_t*& p, const uint8_t* end, OzriDecodeHuffmanSpec* tbl) {
-    uint8_t bits[16] = {}, vals[256] = {};
-    for (int i = 0; i < 16 && p < end; ++i) bits[i] = *p++;
-    int n = 0;
-    for (int i = 0; i < 16; ++i) n += bits[i];
-    for (int i = 0; i < n && i < 256 && p < end; ++i) vals[i] = *p++;
-    ozriDecodeHuffmanSpecInit_JPEG_8u(bits, vals, tbl);
-}
-
-void check(bool ok) {
-    if (!ok) std::abort();
-}
-
-}  // namespace
+using namespace ozrfuzz;
+using namespace ozr::jpegstd;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 2 || size > (1u << 20)) return 0;
@@ -45,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     OzriDecodeHuffmanSpec tables[4];
     for (int c = 0; c < used; ++c) {
         if (flags & 0x40)
-            ozriDecodeHuffmanSpecInit_JPEG_8u(kDcBits, kDcVals, &tables[c]);
+            ozriDecodeHuffmanSpecInit_JPEG_8u(kDcLumaBits, kDcLumaVals, &tables[c]);
         else
             takeTable(p, end, &tables[c]);
     }

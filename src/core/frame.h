@@ -44,6 +44,32 @@ constexpr OzrStatus firstFailure(OzrStatus first, Rest... rest) {
     return first != ozrStatusOk ? first : firstFailure(rest...);
 }
 
+// ------------------------------------------------------------ records
+// Records that callers obtain through GetBufSize + Init on their own memory,
+// or InitAlloc (allocated with ozrsMalloc_8u) + Free.  A failed allocation
+// reports a null pointer, and *pp is set before init runs, so a record that
+// init finds bad is still handed to the caller to free.
+template <typename Rec>
+OzrStatus recordSize(int* pSize) {
+    if (!pSize) return ozrStatusNullPointer;
+    *pSize = static_cast<int>(sizeof(Rec));
+    return ozrStatusOk;
+}
+template <typename Rec, typename Init>
+OzrStatus recordAlloc(Rec** pp, Init&& init) {
+    if (!pp) return ozrStatusNullPointer;
+    Rec* r = reinterpret_cast<Rec*>(ozrsMalloc_8u(static_cast<int>(sizeof(Rec))));
+    if (!r) return ozrStatusNullPointer;
+    *pp = r;
+    return init(r);
+}
+template <typename Rec>
+OzrStatus recordFree(Rec* p) {
+    if (!p) return ozrStatusNullPointer;
+    ozrsFree(p);
+    return ozrStatusOk;
+}
+
 // ------------------------------------------------------------ CPU dispatch
 // The baseline is SSSE3; families may add AVX2 kernels (files *_avx2.cpp)
 // and pick them with this test.  Every such kernel has the same scalar twin

@@ -85,9 +85,7 @@ OzrStatus specInit(const Ozr8u* bits, const Ozr8u* vals, OzriDecodeHuffmanSpec* 
 using namespace ozr;
 
 extern "C" OZRAPI OzrStatus ozriDecodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize) {
-    if (OzrStatus st = firstFailure(ptr(pSize))) return st;
-    *pSize = static_cast<int>(sizeof(OzriDecodeHuffmanSpec));
-    return ozrStatusOk;
+    return recordSize<OzriDecodeHuffmanSpec>(pSize);
 }
 
 extern "C" OZRAPI OzrStatus ozriDecodeHuffmanSpecInit_JPEG_8u(const Ozr8u* pListBits,
@@ -100,24 +98,16 @@ extern "C" OZRAPI OzrStatus ozriDecodeHuffmanSpecInit_JPEG_8u(const Ozr8u* pList
 extern "C" OZRAPI OzrStatus ozriDecodeHuffmanSpecInitAlloc_JPEG_8u(const Ozr8u* pListBits,
                                                                  const Ozr8u* pListVals,
                                                                  OzriDecodeHuffmanSpec** ppSpec) {
-    if (OzrStatus st = firstFailure(ptr(pListBits), ptr(pListVals), ptr(ppSpec))) return st;
-    auto* tbl = reinterpret_cast<OzriDecodeHuffmanSpec*>(
-        ozrsMalloc_8u(static_cast<int>(sizeof(OzriDecodeHuffmanSpec))));
-    if (!tbl) return ozrStatusNullPointer;
-    *ppSpec = tbl;  // stored also when the table turns out bad
-    return huffdec::specInit(pListBits, pListVals, tbl);
+    if (OzrStatus st = firstFailure(ptr(pListBits), ptr(pListVals))) return st;
+    return recordAlloc(ppSpec, [&](OzriDecodeHuffmanSpec* t) { return huffdec::specInit(pListBits, pListVals, t); });
 }
 
 extern "C" OZRAPI OzrStatus ozriDecodeHuffmanSpecFree_JPEG_8u(OzriDecodeHuffmanSpec* pSpec) {
-    if (OzrStatus st = firstFailure(ptr(pSpec))) return st;
-    ozrsFree(pSpec);
-    return ozrStatusOk;
+    return recordFree(pSpec);
 }
 
 extern "C" OZRAPI OzrStatus ozriDecodeHuffmanStateGetBufSize_JPEG_8u(int* pSize) {
-    if (OzrStatus st = firstFailure(ptr(pSize))) return st;
-    *pSize = static_cast<int>(sizeof(OzriDecodeHuffmanState));
-    return ozrStatusOk;
+    return recordSize<OzriDecodeHuffmanState>(pSize);
 }
 
 extern "C" OZRAPI OzrStatus ozriDecodeHuffmanStateInit_JPEG_8u(OzriDecodeHuffmanState* pState) {
@@ -127,17 +117,9 @@ extern "C" OZRAPI OzrStatus ozriDecodeHuffmanStateInit_JPEG_8u(OzriDecodeHuffman
 }
 
 extern "C" OZRAPI OzrStatus ozriDecodeHuffmanStateInitAlloc_JPEG_8u(OzriDecodeHuffmanState** ppState) {
-    if (OzrStatus st = firstFailure(ptr(ppState))) return st;
-    auto* state = reinterpret_cast<OzriDecodeHuffmanState*>(
-        ozrsMalloc_8u(static_cast<int>(sizeof(OzriDecodeHuffmanState))));
-    if (!state) return ozrStatusNullPointer;
-    std::memset(state, 0, sizeof(*state));
-    *ppState = state;
-    return ozrStatusOk;
+    return recordAlloc(ppState, [](OzriDecodeHuffmanState* s) { return ozriDecodeHuffmanStateInit_JPEG_8u(s); });
 }
 
 extern "C" OZRAPI OzrStatus ozriDecodeHuffmanStateFree_JPEG_8u(OzriDecodeHuffmanState* pState) {
-    if (OzrStatus st = firstFailure(ptr(pState))) return st;
-    ozrsFree(pState);
-    return ozrStatusOk;
+    return recordFree(pState);
 }

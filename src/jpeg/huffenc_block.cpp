@@ -138,9 +138,7 @@ using namespace ozr;
 using namespace ozr::huff;
 
 extern "C" OZRAPI OzrStatus ozriEncodeHuffmanStateGetBufSize_JPEG_8u(int* pSize) {
-    if (OzrStatus st = firstFailure(ptr(pSize))) return st;
-    *pSize = static_cast<int>(sizeof(OzriEncodeHuffmanState));
-    return ozrStatusOk;
+    return recordSize<OzriEncodeHuffmanState>(pSize);
 }
 
 extern "C" OZRAPI OzrStatus ozriEncodeHuffmanStateInit_JPEG_8u(OzriEncodeHuffmanState* pState) {
@@ -150,19 +148,14 @@ extern "C" OZRAPI OzrStatus ozriEncodeHuffmanStateInit_JPEG_8u(OzriEncodeHuffman
 }
 
 extern "C" OZRAPI OzrStatus ozriEncodeHuffmanStateInitAlloc_JPEG_8u(OzriEncodeHuffmanState** ppState) {
-    if (OzrStatus st = firstFailure(ptr(ppState))) return st;
-    auto* s = reinterpret_cast<OzriEncodeHuffmanState*>(
-        ozrsMalloc_8u(static_cast<int>(sizeof(OzriEncodeHuffmanState))));
-    if (!s) return ozrStatusNullPointer;
-    stateInit(s);
-    *ppState = s;
-    return ozrStatusOk;
+    return recordAlloc(ppState, [](OzriEncodeHuffmanState* s) {
+        stateInit(s);
+        return ozrStatusOk;
+    });
 }
 
 extern "C" OZRAPI OzrStatus ozriEncodeHuffmanStateFree_JPEG_8u(OzriEncodeHuffmanState* pState) {
-    if (OzrStatus st = firstFailure(ptr(pState))) return st;
-    ozrsFree(pState);
-    return ozrStatusOk;
+    return recordFree(pState);
 }
 
 extern "C" OZRAPI OzrStatus ozriEncodeHuffman8x8_Direct_JPEG_16s1u_C1(

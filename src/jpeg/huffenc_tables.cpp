@@ -138,9 +138,7 @@ OzrStatus rawTable(const int* stats, Ozr8u* bitsOut, Ozr8u* valsOut) {
 using namespace ozr;
 
 extern "C" OZRAPI OzrStatus ozriEncodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize) {
-    if (OzrStatus st = firstFailure(ptr(pSize))) return st;
-    *pSize = static_cast<int>(sizeof(OzriEncodeHuffmanSpec));
-    return ozrStatusOk;
+    return recordSize<OzriEncodeHuffmanSpec>(pSize);
 }
 
 extern "C" OZRAPI OzrStatus ozriEncodeHuffmanSpecInit_JPEG_8u(const Ozr8u* pListBits,
@@ -153,18 +151,12 @@ extern "C" OZRAPI OzrStatus ozriEncodeHuffmanSpecInit_JPEG_8u(const Ozr8u* pList
 extern "C" OZRAPI OzrStatus ozriEncodeHuffmanSpecInitAlloc_JPEG_8u(const Ozr8u* pListBits,
                                                                    const Ozr8u* pListVals,
                                                                    OzriEncodeHuffmanSpec** ppSpec) {
-    if (OzrStatus st = firstFailure(ptr(pListBits), ptr(pListVals), ptr(ppSpec))) return st;
-    auto* table = reinterpret_cast<OzriEncodeHuffmanSpec*>(
-        ozrsMalloc_8u(static_cast<int>(sizeof(OzriEncodeHuffmanSpec))));
-    if (!table) return ozrStatusNullPointer;
-    *ppSpec = table;  // stored also when the table turns out bad
-    return huff::initEncodeTable(pListBits, pListVals, table);
+    if (OzrStatus st = firstFailure(ptr(pListBits), ptr(pListVals))) return st;
+    return recordAlloc(ppSpec, [&](OzriEncodeHuffmanSpec* t) { return huff::initEncodeTable(pListBits, pListVals, t); });
 }
 
 extern "C" OZRAPI OzrStatus ozriEncodeHuffmanSpecFree_JPEG_8u(OzriEncodeHuffmanSpec* pSpec) {
-    if (OzrStatus st = firstFailure(ptr(pSpec))) return st;
-    ozrsFree(pSpec);
-    return ozrStatusOk;
+    return recordFree(pSpec);
 }
 
 extern "C" OZRAPI OzrStatus ozriEncodeHuffmanRawTableInit_JPEG_8u(const int pStatistics[256],
