@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "core/frame.h"
 #include "core/kernels.h"
 #include "jfif_writer.h"
 #include "jpeg/huffenc.h"
@@ -268,6 +269,29 @@ void compareAt(const Ozr16s* blk, const OzriEncodeHuffmanSpec& ac, const OzriEnc
     ASSERT_TRUE(sameState(sa, sb)) << "len " << dstLen;
     ASSERT_TRUE(std::equal(a.begin(), a.begin() + pa, b.begin())) << "len " << dstLen;
     ASSERT_TRUE(std::all_of(a.begin() + dstLen, a.end(), [](uint8_t x) { return x == 0x5A; })) << "len " << dstLen;
+    // Both builds of the fast path, called directly: when they take the
+    // block, they give the careful result.
+    using Fast = bool (*)(const Ozr16s*, Ozr8u*, int, int*, Ozr16s*, const OzriEncodeHuffmanSpec*,
+                          const OzriEncodeHuffmanSpec*, OzriEncodeHuffmanState*);
+    for (Fast fast : {&ozr::huff::encodeBlockFast, &ozr::huff::avx2::encodeBlockFast}) {
+        if (fast == &ozr::huff::avx2::encodeBlockFast && !ozr::cpuHasAvx2()) continue;
+        std::vector<uint8_t> c(alloc, 0x5A);
+        OzriEncodeHuffmanState sc = st0;
+        int pc = pos0;
+        Ozr16s dcv = 17;
+        if (!fast(blk, c.data(), dstLen, &pc, &dcv, &kDcL, &ac, &sc)) {
+            ASSERT_TRUE(sameState(sc, st0));
+            ASSERT_EQ(pos0, pc);
+            ASSERT_EQ(17, dcv);
+            continue;
+        }
+        ASSERT_EQ(ozrStatusOk, rb);
+        ASSERT_EQ(pb, pc);
+        ASSERT_EQ(db, dcv);
+        ASSERT_TRUE(sameState(sc, sb));
+        ASSERT_TRUE(std::equal(c.begin(), c.begin() + pc, b.begin()));
+        ASSERT_TRUE(std::all_of(c.begin() + dstLen, c.end(), [](uint8_t x) { return x == 0x5A; }));
+    }
 }
 
 TEST(HuffEncBlock, FastPathMatchesCarefulAtEveryBufferEnd) {
@@ -310,6 +334,12 @@ TEST(HuffEncBlock, FastPathMatchesCarefulAtEveryBufferEnd) {
         Ozr16s df = 17;
         const bool hasMin = std::find(blk, blk + 64, Ozr16s(-32768)) != blk + 64;  // left to the careful path
         EXPECT_EQ(!hasMin, ozr::huff::encodeBlockFast(blk, big.data(), 1024, &pf, &df, &kDcL, &ac, &sf));
+        if (ozr::cpuHasAvx2()) {
+            sf = st;
+            pf = pos;
+            df = 17;
+            EXPECT_EQ(!hasMin, ozr::huff::avx2::encodeBlockFast(blk, big.data(), 1024, &pf, &df, &kDcL, &ac, &sf));
+        }
     }
 }
 

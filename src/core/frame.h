@@ -71,10 +71,12 @@ OzrStatus recordFree(Rec* p) {
 }
 
 // ------------------------------------------------------------ CPU dispatch
-// The baseline is SSSE3; families may add AVX2 kernels (files *_avx2.cpp)
-// and pick them with this test.  Every such kernel has the same scalar twin
+// The baseline is SSSE3; families may add AVX2 kernels (files *_avx2.cpp,
+// which may also use BMI1/BMI2) and pick them with this test.  Every such kernel has the same scalar twin
 // as its SSSE3 sibling and must give identical results.
-inline bool cpuHasAvx2() { return __builtin_cpu_supports("avx2"); }
+inline bool cpuHasAvx2() {
+    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2");
+}
 
 // ------------------------------------------------------------ pointer helpers
 template <typename T>

@@ -162,15 +162,20 @@ OzrStatus initEncodeTable(const Ozr8u* bits, const Ozr8u* vals, OzriEncodeHuffma
 
 // ------------------------------------------------------------ fast writer
 // Usage:
-//   FastBitWriter w;
+//   BitWriter<A> w;
 //   if (!w.begin(st, pDst, dstLenBytes, pos)) -> careful path
-//   ... if (!w.put(code, len)) -> careful path ...   (len 0..32, bits masked)
+//   ... if (!w.put(field, n)) -> careful path ...   (n 0..32, no bits above n)
 //   if (!w.finish(st, &pos)) -> careful path
 // begin() declines when fewer than kMinRoom bytes remain or the state is not
-// one this library left.  put() with len 0 writes nothing, so callers must
-// test code lengths themselves.  putField() takes n = 1..32 and ignores any
-// bits of v above the low n (no masking needed by the caller).
-class FastBitWriter {
+// one this library left.  put() with n = 0 writes nothing, so callers must
+// test code lengths themselves.  The template argument only separates the
+// copies compiled for different instruction sets (0 baseline, 1 AVX2/BMI2).
+//
+// Pending bits are kept right-aligned: the low 64 - free_ bits of buf_ are
+// not yet stored (bits above them are stale), and free_ stays in 1..64
+// between calls.
+template <int kArch>
+class BitWriter {
 public:
     static constexpr int kMinRoom = 24;
 
@@ -180,9 +185,8 @@ public:
         if (c < 0 || c > 7) return false;
         const uint32_t acc = static_cast<uint32_t>(st->accumulator);
         if (acc & ((1u << (24 - c)) - 1u)) return false;
-        // Pending bits to the top of the word (bits 23.. of the state -> 63..).
-        buf_ = static_cast<uint64_t>(acc & 0x00FFFFFFu) << 40;
-        bits_ = c;
+        buf_ = (acc & 0x00FFFFFFu) >> (24 - c);
+        free_ = 64 - c;
         last_ = acc >> 24;
         start_ = dst + pos;
         out_ = start_;
@@ -190,59 +194,57 @@ public:
         return true;
     }
 
-    // Appends the low n bits of v (no bits above n; n <= 32).
-    inline bool put(uint64_t v, int n) { return n ? putField(v, n) : true; }
-
-    // Appends the low n bits of v, n = 1..32; higher bits of v are ignored.
-    inline bool putField(uint64_t v, int n) {
-        const uint64_t top = v << (64 - n);  // left-aligned, higher bits gone
-        const int total = bits_ + n;
-        if (__builtin_expect(total < 64, 1)) {
-            buf_ |= top >> bits_;
-            bits_ = total;
+    // Appends the n low bits of v (n 0..32; v has no bits above them).
+    inline bool put(uint64_t v, uint64_t n) {
+        if (__builtin_expect(static_cast<int64_t>(n) < free_, 1)) {
+            free_ -= static_cast<int64_t>(n);
+            buf_ = (buf_ << n) | v;
             return true;
         }
-        return putFull(top, n);
+        free_ -= static_cast<int64_t>(n);
+        return putFull(v, n);
     }
 
     // Writes the remaining complete bytes and stores the state and position.
     bool finish(OzriEncodeHuffmanState* st, int* pos) {
-        const int nbytes = bits_ >> 3;
-        const int rem = bits_ & 7;
+        const int pending = static_cast<int>(64 - free_);  // 0..63
+        const int nbytes = pending >> 3;
+        const int rem = pending & 7;
         if (nbytes) {
-            const uint64_t data = buf_ >> (64 - 8 * nbytes);  // complete bytes, right-aligned
+            const uint64_t top = buf_ << free_;                // pending bits from bit 63 down
+            const uint64_t data = top >> (64 - 8 * nbytes);    // complete bytes, right-aligned
             const uint64_t t = ~data;                          // a zero byte here is a 0xFF byte
             if (end_ - out_ >= 16 && ((t - 0x0101010101010101ull) & ~t & 0x8080808080808080ull) == 0) {
                 // One eight-byte store; the bytes past the new position are scratch.
-                const uint64_t be = __builtin_bswap64(buf_);
+                const uint64_t be = __builtin_bswap64(top);
                 std::memcpy(out_, &be, 8);
                 out_ += nbytes;
             } else {
                 if (end_ - out_ < 2 * nbytes) return false;
                 for (int k = 0; k < nbytes; ++k) {
-                    const Ozr8u b = static_cast<Ozr8u>(buf_ >> (56 - 8 * k));
+                    const Ozr8u b = static_cast<Ozr8u>(top >> (56 - 8 * k));
                     *out_++ = b;
                     if (b == 0xFF) *out_++ = 0;
                 }
             }
             last_ = static_cast<uint32_t>(data & 0xFFu);
-            buf_ = nbytes < 8 ? buf_ << (8 * nbytes) : 0;
         }
-        st->accumulator = static_cast<uint32_t>((last_ << 24) | static_cast<uint32_t>(buf_ >> 40));
+        const uint32_t low = static_cast<uint32_t>(buf_) & ((1u << rem) - 1u);
+        st->accumulator = (last_ << 24) | (low << (24 - rem));
         st->count = rem;
         *pos += static_cast<int>(out_ - start_);
         return true;
     }
 
 private:
-    // Completes the word with the first 64 - bits_ bits of top, stores it and
-    // keeps the rest.
-    inline bool putFull(uint64_t top, int n) {
-        const uint64_t word = buf_ | (top >> bits_);
+    // The word is complete: it takes the first n + free_ bits of v (free_ is
+    // now <= 0, and was >= 1 before), the other -free_ bits stay pending.
+    inline bool putFull(uint64_t v, uint64_t n) {
+        const uint64_t over = static_cast<uint64_t>(-free_);  // 0..31
+        const uint64_t word = (buf_ << (n - over)) | (v >> over);
         if (!store8(word)) return false;
-        const int used = 64 - bits_;  // 1..63, since n <= 32 < 64 - bits_ is false
-        bits_ = n - used;
-        buf_ = top << used;
+        buf_ = v;
+        free_ += 64;
         return true;
     }
 
@@ -264,13 +266,15 @@ private:
         return true;
     }
 
-    uint64_t buf_ = 0;  // pending bits from bit 63 down, the rest zero
-    int bits_ = 0;      // 0..63
+    uint64_t buf_ = 0;
+    int64_t free_ = 64;
     uint32_t last_ = 0;
     Ozr8u* start_ = nullptr;
     Ozr8u* out_ = nullptr;
     Ozr8u* end_ = nullptr;
 };
+
+using FastBitWriter = BitWriter<0>;
 
 // ------------------------------------------------- block preparation kernel
 // Mask of the non-zero coefficients of a natural-order block in zigzag
@@ -285,16 +289,39 @@ uint64_t zigzagNonzeroMask(const Ozr16s* src);
 }
 
 // The block encoders, internal forms without argument checks (pSrc in
-// natural order).  encodeBlockCareful is the definition; encodeBlockFast
-// returns false, with *pLastDC, position and state untouched, whenever it
+// natural order).  encodeBlockCareful is the definition; the fast forms
+// return false, with *pLastDC, position and state untouched, whenever they
 // cannot produce exactly the careful result (short room, a symbol without a
-// code, a state it does not know).
+// code, a state they do not know, a coefficient -32768).  encodeBlockFast is
+// the baseline build, avx2::encodeBlockFast the same code built for AVX2
+// processors (BMI2 shifts and bit fields); callers test cpuHasAvx2().
 OzrStatus encodeBlockCareful(const Ozr16s* pSrc, Ozr8u* pDst, int dstLenBytes, int* pDstCurrPos,
                              Ozr16s* pLastDC, const OzriEncodeHuffmanSpec* dc,
                              const OzriEncodeHuffmanSpec* ac, OzriEncodeHuffmanState* st);
 bool encodeBlockFast(const Ozr16s* pSrc, Ozr8u* pDst, int dstLenBytes, int* pDstCurrPos,
                      Ozr16s* pLastDC, const OzriEncodeHuffmanSpec* dc,
                      const OzriEncodeHuffmanSpec* ac, OzriEncodeHuffmanState* st);
+namespace avx2 {
+bool encodeBlockFast(const Ozr16s* pSrc, Ozr8u* pDst, int dstLenBytes, int* pDstCurrPos,
+                     Ozr16s* pLastDC, const OzriEncodeHuffmanSpec* dc,
+                     const OzriEncodeHuffmanSpec* ac, OzriEncodeHuffmanState* st);
+}
+
+// The exported block encoder after its pointer checks: the argument checks
+// that remain, in order, then the careful path.
+OzrStatus encodeBlockChecked(const Ozr16s* pSrc, Ozr8u* pDst, int dstLenBytes, int* pDstCurrPos,
+                             Ozr16s* pLastDC, const OzriEncodeHuffmanSpec* dc,
+                             const OzriEncodeHuffmanSpec* ac, OzriEncodeHuffmanState* st);
+// The fast path, or encodeBlockChecked when it declines (pointers non-null),
+// in both builds.
+OzrStatus encodeBlock(const Ozr16s* pSrc, Ozr8u* pDst, int dstLenBytes, int* pDstCurrPos,
+                      Ozr16s* pLastDC, const OzriEncodeHuffmanSpec* dc,
+                      const OzriEncodeHuffmanSpec* ac, OzriEncodeHuffmanState* st);
+namespace avx2 {
+OzrStatus encodeBlock(const Ozr16s* pSrc, Ozr8u* pDst, int dstLenBytes, int* pDstCurrPos,
+                      Ozr16s* pLastDC, const OzriEncodeHuffmanSpec* dc,
+                      const OzriEncodeHuffmanSpec* ac, OzriEncodeHuffmanState* st);
+}
 
 }  // namespace huff
 }  // namespace ozr
