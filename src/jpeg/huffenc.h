@@ -20,7 +20,7 @@
 //                     written and the advanced position stay, the state keeps
 //                     its value from before the call (partial commit).  This
 //                     is the definition.
-//  * FastBitWriter    a 64-bit accumulator that stores eight bytes at a time
+//  * BitWriter        a 64-bit accumulator that stores eight bytes at a time
 //                     when none of them is 0xFF.  It never fails midway with a
 //                     partial result: when room runs short it reports false
 //                     and the caller re-encodes its unit with writeBits() from

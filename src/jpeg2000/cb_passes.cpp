@@ -114,44 +114,110 @@ inline uint32_t columnFlags(const Block& b, const uint16_t* col) {
     return static_cast<uint32_t>(col[0] | col[1] | col[b.rs] | col[b.rs + 1]);
 }
 
-// Updates a word as its two 16-bit entries: entries are read 16 bits wide
-// right after 16-bit stores, and a 32-bit access would stall on those.
-inline void or32(uint16_t* p, uint32_t v) {
-    p[0] |= static_cast<uint16_t>(v);
-    p[1] |= static_cast<uint16_t>(v >> 16);
-}
-
 // Entry of stripe row k (0..3) in the column whose row 0 entry is col.
 inline uint16_t* entry(const Block& b, uint16_t* col, int k) { return col + (k >> 1) * b.rs + (k & 1); }
 
-// Marks sample (stripe row k) significant and tells its eight neighbours.
-// The sample's own word and the words left and right of it (each holding
-// the sample's row and the other row of the pair) take one 32-bit update
-// each; the three neighbours in the adjacent word-row take 16-bit updates.
+// Marks sample (stripe row k) significant and tells its eight neighbours,
+// without a branch on the row: for an even row the other entry of its word
+// is the row below and the adjacent word-row is the one above, for an odd
+// row the other way round, and the flags each neighbour receives are the
+// even row's flags shifted by one (N/S) or two (diagonals) places.
 inline void setSignificant(const Block& b, uint16_t* f, int k, uint32_t neg) {
-    const uint32_t sgnN = neg ? kNNeg : 0, sgnS = neg ? kSNeg : 0, sgnW = neg ? kWNeg : 0, sgnE = neg ? kENeg : 0;
-    if (!(k & 1)) {
-        // Even row: low half of its word; the row below is the high half.
-        or32(f, kSig | ((kN | sgnN) << 16));
-        or32(f - 2, (kE | sgnE) | (uint32_t(kNE) << 16));
-        or32(f + 2, (kW | sgnW) | (uint32_t(kNW) << 16));
-        if (!(b.causal && k == 0)) {
-            uint16_t* u = f + 1 - b.rs;  // row above: high half of the word-row above
-            u[0] |= static_cast<uint16_t>(kS | sgnS);
-            u[-2] |= kSE;
-            u[2] |= kSW;
-        }
-    } else {
-        // Odd row: high half; the row above is the low half of the same word.
-        uint16_t* w = f - 1;
-        or32(w, (kSig << 16) | (kS | sgnS));
-        or32(w - 2, ((kE | sgnE) << 16) | kSE);
-        or32(w + 2, ((kW | sgnW) << 16) | kSW);
-        uint16_t* d = w + b.rs;  // row below: low half of the word-row below
-        d[0] |= static_cast<uint16_t>(kN | sgnN);
-        d[-2] |= kNE;
-        d[2] |= kNW;
+    const uint32_t p = static_cast<uint32_t>(k) & 1u;
+    const std::ptrdiff_t dIn = 1 - 2 * static_cast<std::ptrdiff_t>(p);  // other entry of the word
+    const std::ptrdiff_t dOut = dIn * (1 - b.rs);                        // adjacent word-row
+    // No updates across the stripe boundary in vertically causal mode (no
+    // branch: the row is hard to predict).
+    const uint32_t outside = (static_cast<uint32_t>(b.causal) & static_cast<uint32_t>(k == 0)) - 1u;
+    uint16_t* g = f + dIn;
+    uint16_t* o = f + dOut;
+    f[0] |= kSig;
+    f[-2] |= static_cast<uint16_t>(kE | (neg << 11));
+    f[2] |= static_cast<uint16_t>(kW | (neg << 10));
+    g[0] |= static_cast<uint16_t>((kN | (neg << 8)) << p);
+    g[-2] |= static_cast<uint16_t>(kNE << (2 * p));
+    g[2] |= static_cast<uint16_t>(kNW << (2 * p));
+    o[0] |= static_cast<uint16_t>(((kS | (neg << 9)) >> p) & outside);
+    o[-2] |= static_cast<uint16_t>((kSE >> (2 * p)) & outside);
+    o[2] |= static_cast<uint16_t>((kSW >> (2 * p)) & outside);
+}
+
+// Selection masks of a stripe (four rows): bit 4c + k stands for stripe
+// row k of column c.  The entries are read four at a time (the two entries
+// of two adjacent words); a lane test leaves bit 0 of each 16-bit lane, and
+// a multiplication gathers the four lane bits of each of the two word-rows
+// into the bits of a byte, in scan order.
+enum class Select { kRefine, kInsignificant, kCandidate, kUncoded };
+
+template <Select kSel>
+inline uint64_t laneBits(uint64_t x) {
+    constexpr uint64_t kLanes = 0x0001000100010001ull;
+    if (kSel == Select::kRefine) return (x >> 12) & ~(x >> 14) & kLanes;  // significant, not visited
+    if (kSel == Select::kInsignificant) return ~(x >> 12) & kLanes;        // not significant
+    if (kSel == Select::kCandidate) {
+        // Not significant, with a significant neighbour: the neighbour byte
+        // plus 0xFF carries into bit 8 when it is not zero.
+        constexpr uint64_t kLow = 0x00FF00FF00FF00FFull;
+        return (((x & kLow) + kLow) >> 8) & ~(x >> 12) & kLanes;
     }
+    return ~((x >> 12) | (x >> 14)) & kLanes;  // neither significant nor visited
+}
+
+// n columns (1..16) from entry col of their row 0.  Reads one word past the
+// last column when n is odd (the border word).  The cleanup's selection
+// clears the visited bits of the entries read (the border's are never set).
+template <Select kSel>
+__attribute__((always_inline)) inline uint64_t columnPairs(uint16_t* col, int rs, int n) {
+    uint64_t m = 0;
+    for (int c = 0; c < n; c += 2) {
+        uint64_t x0, x1;
+        std::memcpy(&x0, col + 2 * c, 8);
+        std::memcpy(&x1, col + rs + 2 * c, 8);
+        if (kSel == Select::kUncoded) {
+            constexpr uint64_t kNotVisited = ~(uint64_t(kVisit) * 0x0001000100010001ull);
+            const uint64_t y0 = x0 & kNotVisited, y1 = x1 & kNotVisited;
+            std::memcpy(col + 2 * c, &y0, 8);
+            std::memcpy(col + rs + 2 * c, &y1, 8);
+        }
+        // Lanes 0..3 of x0 to bits 48, 49, 52, 53; of x1 to 50, 51, 54, 55.
+        const uint64_t g = (laneBits<kSel>(x0) * 0x0001000200100020ull) |
+                           (laneBits<kSel>(x1) * 0x0004000800400080ull);
+        m |= ((g >> 48) & 0xFFu) << (4 * c);
+    }
+    return m;
+}
+
+template <Select kSel>
+inline uint64_t stripeMask(uint16_t* col, int rs, int n) {
+    if (n == 16) return columnPairs<kSel>(col, rs, 16);  // unrolled
+    return columnPairs<kSel>(col, rs, n) & ((uint64_t(1) << (4 * n)) - 1);
+}
+
+// The significance propagation's two selections in one reading: the
+// candidates (returned) and the insignificant samples.
+__attribute__((always_inline)) inline uint64_t candidatePairs(const uint16_t* col, int rs, int n, uint64_t* insig) {
+    uint64_t m = 0, z = 0;
+    for (int c = 0; c < n; c += 2) {
+        uint64_t x0, x1;
+        std::memcpy(&x0, col + 2 * c, 8);
+        std::memcpy(&x1, col + rs + 2 * c, 8);
+        const uint64_t g = (laneBits<Select::kCandidate>(x0) * 0x0001000200100020ull) |
+                           (laneBits<Select::kCandidate>(x1) * 0x0004000800400080ull);
+        const uint64_t h = (laneBits<Select::kInsignificant>(x0) * 0x0001000200100020ull) |
+                           (laneBits<Select::kInsignificant>(x1) * 0x0004000800400080ull);
+        m |= ((g >> 48) & 0xFFu) << (4 * c);
+        z |= ((h >> 48) & 0xFFu) << (4 * c);
+    }
+    *insig = z;
+    return m;
+}
+
+inline uint64_t candidateMask(const uint16_t* col, int rs, int n, uint64_t* insig) {
+    if (n == 16) return candidatePairs(col, rs, 16, insig);  // unrolled
+    const uint64_t keep = (uint64_t(1) << (4 * n)) - 1;
+    const uint64_t m = candidatePairs(col, rs, n, insig) & keep;
+    *insig &= keep;
+    return m;
 }
 
 __attribute__((always_inline)) inline uint32_t decodeSign(mq::MqRegs& mq, uint16_t fl) {
@@ -161,13 +227,14 @@ __attribute__((always_inline)) inline uint32_t decodeSign(mq::MqRegs& mq, uint16
 
 // Per-sample steps of the three passes.  k is the row within the stripe
 // (0..3); d points at the sample.
+// Returns whether the sample became significant.
 template <bool kRaw>
-__attribute__((always_inline)) inline void spSample(const Block& b, mq::MqRegs& m, RawReader& rr,
+__attribute__((always_inline)) inline bool spSample(const Block& b, mq::MqRegs& m, RawReader& rr,
                                                     const int32_t* zc, uint32_t one, uint16_t* f, int k,
                                                     uint32_t* d) {
     const uint16_t fl = *f;
     // A candidate is not significant and has a significant neighbour.
-    if (static_cast<uint32_t>((fl & (kSig | kNeighbours)) - 1) >= kNeighbours) return;
+    if (static_cast<uint32_t>((fl & (kSig | kNeighbours)) - 1) >= kNeighbours) return false;
     const uint32_t bit = kRaw ? rr.bit() : mq::decodeRegsFlat(m, zc[fl & kNeighbours]);
     if (bit) {
         const uint32_t neg = kRaw ? rr.bit() : decodeSign(m, fl);
@@ -175,18 +242,24 @@ __attribute__((always_inline)) inline void spSample(const Block& b, mq::MqRegs& 
         setSignificant(b, f, k, neg);
     }
     *f |= kVisit;
+    return bit != 0;
 }
 
-template <bool kRaw>
+// Stripe-mask bits, relative to the sample's column, of the neighbours that
+// follow sample row k in the scan: the row below, and rows k-1..k+1 of the
+// next column.
+constexpr uint64_t kLater[4] = {0x32, 0x74, 0xE8, 0xC0};
+
+// kSelected: the caller knows the sample is significant and not visited.
+template <bool kRaw, bool kSelected = false>
 __attribute__((always_inline)) inline void mrSample(mq::MqRegs& m, RawReader& rr, uint32_t one, uint16_t* f,
                                                     uint32_t* d) {
     const uint16_t fl = *f;
-    if ((fl & (kSig | kVisit)) != kSig) return;
+    if (!kSelected && (fl & (kSig | kVisit)) != kSig) return;
     const uint32_t bit =
-        kRaw ? rr.bit()
-             : mq::decodeRegsFlat(m, kContextTables.MagnRefineLUT[((fl & kRef) ? 256 : 0) | (fl & kNeighbours)]);
+        kRaw ? rr.bit() : mq::decodeRegsFlat(m, kContextTables.MagnRefineLUT[((fl >> 5) & 0x100) | (fl & kNeighbours)]);
     *d |= one & (0u - bit);
-    *f |= kRef;
+    *f = static_cast<uint16_t>(fl | kRef);
 }
 
 __attribute__((always_inline)) inline void cuSample(const Block& b, mq::MqRegs& m, const int32_t* zc, uint32_t one,
@@ -212,12 +285,21 @@ void sigProp(const Block& blk, mq::MqRegs& mq, RawReader& rr, const int32_t* zc,
         for (int k = 0; k < rows; ++k) dr[k] = dstRow(b, y0 + k);
         uint16_t* col = b.st + (y0 >> 1) * b.rs;
         if (rows == 4) {
-            for (int x = 0; x < b.w; ++x, col += 2) {
-                if (columnFlags(b, col) == 0) continue;  // nothing significant around
-                spSample<kRaw>(b, m, rr, zc, one, col, 0, dr[0] + x);
-                spSample<kRaw>(b, m, rr, zc, one, col + 1, 1, dr[1] + x);
-                spSample<kRaw>(b, m, rr, zc, one, col + b.rs, 2, dr[2] + x);
-                spSample<kRaw>(b, m, rr, zc, one, col + b.rs + 1, 3, dr[3] + x);
+            // The candidates at the start of 16 columns; a sample that becomes
+            // significant adds those of its insignificant neighbours that
+            // come later in the scan (below it, and in the next column).
+            const std::ptrdiff_t off[4] = {0, 1, b.rs, b.rs + 1};
+            for (int x0 = 0; x0 < b.w; x0 += 16, col += 32) {
+                uint64_t insig;
+                uint64_t sel = candidateMask(col, b.rs, std::min(16, b.w - x0), &insig);
+                if (!sel) continue;
+                do {
+                    const int i = __builtin_ctzll(sel);
+                    sel &= sel - 1;
+                    const int k = i & 3;
+                    if (spSample<kRaw>(b, m, rr, zc, one, col + 2 * (i >> 2) + off[k], k, dr[k] + x0 + (i >> 2)))
+                        sel |= (kLater[k] << (i & ~3)) & insig;
+                } while (sel);
             }
         } else {
             for (int x = 0; x < b.w; ++x, col += 2)
@@ -237,12 +319,15 @@ void magRef(const Block& blk, mq::MqRegs& mq, RawReader& rr, uint32_t one) {
         for (int k = 0; k < rows; ++k) dr[k] = dstRow(b, y0 + k);
         uint16_t* col = b.st + (y0 >> 1) * b.rs;
         if (rows == 4) {
-            for (int x = 0; x < b.w; ++x, col += 2) {
-                if (!(columnFlags(b, col) & kSig)) continue;
-                mrSample<kRaw>(m, rr, one, col, dr[0] + x);
-                mrSample<kRaw>(m, rr, one, col + 1, dr[1] + x);
-                mrSample<kRaw>(m, rr, one, col + b.rs, dr[2] + x);
-                mrSample<kRaw>(m, rr, one, col + b.rs + 1, dr[3] + x);
+            const std::ptrdiff_t off[4] = {0, 1, b.rs, b.rs + 1};
+            for (int x0 = 0; x0 < b.w; x0 += 16, col += 32) {
+                uint64_t sel = stripeMask<Select::kRefine>(col, b.rs, std::min(16, b.w - x0));
+                while (sel) {
+                    const int i = __builtin_ctzll(sel);
+                    sel &= sel - 1;
+                    const int k = i & 3;
+                    mrSample<kRaw, true>(m, rr, one, col + 2 * (i >> 2) + off[k], dr[k] + x0 + (i >> 2));
+                }
             }
         } else {
             for (int x = 0; x < b.w; ++x, col += 2)
@@ -265,25 +350,42 @@ void cleanup(const Block& blk, mq::MqRegs& mq, const int32_t* zc, uint32_t one) 
                 for (int k = 0; k < rows; ++k) cuSample(b, m, zc, one, entry(b, col, k), k, dr[k] + x);
             continue;
         }
-        for (int x = 0; x < b.w; ++x, col += 2) {
-            int k = 0;
-            if (!(columnFlags(b, col) & (kNeighbours | kSig | kVisit))) {
-                // Run-length mode: four quiet samples.
-                if (!mq::decodeRegs(m, mq::kCtxRunLength)) continue;
-                k = static_cast<int>(mq::decodeRegs(m, mq::kCtxUniform) << 1);
-                k |= static_cast<int>(mq::decodeRegs(m, mq::kCtxUniform));
-                uint16_t* f = entry(b, col, k);
-                const uint32_t neg = decodeSign(m, *f);
-                dr[k][x] |= one | (neg << 31);
-                setSignificant(b, f, k, neg);
-                ++k;
-            }
-            switch (k) {
-            case 0: cuSample(b, m, zc, one, col, 0, dr[0] + x); [[fallthrough]];
-            case 1: cuSample(b, m, zc, one, col + 1, 1, dr[1] + x); [[fallthrough]];
-            case 2: cuSample(b, m, zc, one, col + b.rs, 2, dr[2] + x); [[fallthrough]];
-            case 3: cuSample(b, m, zc, one, col + b.rs + 1, 3, dr[3] + x); break;
-            default: break;
+        // The samples to code are known at the start (only a sample's own
+        // decision makes it significant); a column of four of them without
+        // a significant neighbour (known only when reached) is in run-length
+        // mode.
+        const std::ptrdiff_t off[4] = {0, 1, b.rs, b.rs + 1};
+        for (int x0 = 0; x0 < b.w; x0 += 16, col += 32) {
+            uint64_t sel = stripeMask<Select::kUncoded>(col, b.rs, std::min(16, b.w - x0));
+            // Row 0 bits of the columns with four samples to code.
+            const uint64_t full = sel & (sel >> 1) & (sel >> 2) & (sel >> 3) & 0x1111111111111111ull;
+            while (sel) {
+                const int i = __builtin_ctzll(sel);
+                const int x = x0 + (i >> 2);
+                uint16_t* c = col + 2 * (i >> 2);
+                int k = i & 3;
+                if (((full >> i) & 1u) && !(columnFlags(b, c) & kNeighbours)) {
+                    // Run-length mode: four quiet samples.
+                    const uint64_t column = uint64_t(0xF) << i;
+                    sel &= ~column;
+                    if (!mq::decodeRegs(m, mq::kCtxRunLength)) continue;
+                    k = static_cast<int>(mq::decodeRegs(m, mq::kCtxUniform) << 1);
+                    k |= static_cast<int>(mq::decodeRegs(m, mq::kCtxUniform));
+                    uint16_t* f = c + off[k];
+                    const uint32_t neg = decodeSign(m, *f);
+                    dr[k][x] |= one | (neg << 31);
+                    setSignificant(b, f, k, neg);
+                    sel |= (uint64_t(0xE) << (i + k)) & column;  // the samples after it
+                    continue;
+                }
+                sel &= sel - 1;
+                uint16_t* f = c + off[k];
+                const uint16_t fl = *f;
+                if (mq::decodeRegsFlat(m, zc[fl & kNeighbours])) {
+                    const uint32_t neg = decodeSign(m, fl);
+                    dr[k][x] |= one | (neg << 31);
+                    setSignificant(b, f, k, neg);
+                }
             }
         }
     }

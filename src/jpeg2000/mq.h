@@ -84,21 +84,28 @@ constexpr PackedTable buildPackedTable() {
 
 inline constexpr PackedTable kPacked = buildPackedTable();
 
-// The same transitions as one array: entry 2 * (packed & 0xFF) + lps.
-struct PackedNext {
-    uint32_t w[2 * kPackedStates];
+// The word a context holds after a decision, as one array: entry
+// 4 * (packed & 0xFF) + 2 * lps + kept, where kept is 1 when no
+// renormalisation follows (the word stays; never with an LPS).
+struct PackedStep {
+    uint32_t w[4 * kPackedStates];
 };
 
-constexpr PackedNext buildPackedNext() {
-    PackedNext t{};
-    for (int i = 0; i < kPackedStates; ++i) {
-        t.w[2 * i] = kPacked.s[i].nmps;
-        t.w[2 * i + 1] = kPacked.s[i].nlps;
-    }
+constexpr PackedStep buildPackedStep() {
+    PackedStep t{};
+    for (uint32_t i = 0; i < 47; ++i)
+        for (uint32_t mps = 0; mps < 2; ++mps) {
+            const uint32_t p = 2 * i + mps;
+            t.w[4 * p] = kPacked.s[p].nmps;
+            t.w[4 * p + 1] = packedWord(i, mps);
+            t.w[4 * p + 2] = kPacked.s[p].nlps;
+            t.w[4 * p + 3] = packedWord(i, mps);
+        }
     return t;
 }
 
-inline constexpr PackedNext kPackedNext = buildPackedNext();
+inline constexpr PackedStep kPackedStep = buildPackedStep();
+
 extern const int32_t owniInitialCtxIndexes_JPEG2K[kContexts];
 extern const int32_t owniInitialMPS_JPEG2K[kContexts];
 
@@ -216,10 +223,12 @@ inline uint32_t decode(MqDecoderState& s, int cx) {
 // decisions as decode() above but the code register kept in the other,
 // uncomplemented sense: c = (A << 16) - (1 << (16 - CT)) - C.  Both registers
 // hold zeros in the 16 - CT positions not yet filled, so "Chigh < A - Qe"
-// becomes "c >> 16 >= Qe", a test that does not wait for the subtraction.
-// A byte-in adds the byte itself (a marker adds 0xFF00, the 1-bits).  The
-// contexts are packed words; the renormalisation shifts as far as the bits
-// in hand allow at once.
+// becomes "c >= Qe << 16", a test that does not wait for the subtraction.
+// The interval is kept as a = A << 16, in the same scale as c and as the Qe
+// half of a packed context word: no shifts in a decision, and a needs a
+// renormalisation exactly when its top bit is clear.  A byte-in adds the
+// byte itself (a marker adds 0xFF00, the 1-bits).  The renormalisation
+// shifts as far as the bits in hand allow at once.
 struct MqRegs {
     uint32_t a, c, ct;
     int32_t pos, len;
@@ -229,11 +238,11 @@ struct MqRegs {
 };
 
 // (A << 16) - (1 << (16 - CT)): the sum of the two senses of the code register.
-inline uint32_t codeSum(uint32_t a, uint32_t ct) { return (a << 16) - (1u << (ct <= 16 ? 16 - ct : 0)); }
+inline uint32_t codeSum(uint32_t a16, uint32_t ct) { return a16 - (1u << (ct <= 16 ? 16 - ct : 0)); }
 
 inline void loadRegs(const MqDecoderState& s, MqRegs* r) {
-    r->a = s.A;
-    r->c = codeSum(s.A, s.CT) - s.C;
+    r->a = s.A << 16;
+    r->c = codeSum(r->a, s.CT) - s.C;
     r->ct = s.CT;
     r->pos = s.pos;
     r->len = s.length;
@@ -243,7 +252,7 @@ inline void loadRegs(const MqDecoderState& s, MqRegs* r) {
 }
 
 inline void storeRegs(const MqRegs& r, MqDecoderState* s) {
-    s->A = r.a;
+    s->A = r.a >> 16;
     s->C = codeSum(r.a, r.ct) - r.c;
     s->CT = r.ct;
     s->pos = r.pos;
@@ -283,18 +292,44 @@ __attribute__((always_inline)) inline void byteInRegs(MqRegs& r) {
     }
 }
 
+// Shifts a and c left by the leading zeros of a (a is never 0), reading a
+// byte whenever the bits in hand run out.
+__attribute__((always_inline)) inline void renormRegs(MqRegs& r, uint32_t a, uint32_t c) {
+    uint32_t n = static_cast<uint32_t>(__builtin_clz(a));
+    uint32_t ct = r.ct;
+    if (__builtin_expect(n > ct, 0)) {
+        do {
+            a <<= ct;
+            c <<= ct;
+            n -= ct;
+            r.c = c;
+            byteInRegs(r);
+            c = r.c;
+            ct = r.ct;
+        } while (n > ct);
+    }
+    r.a = a << n;
+    r.c = c << n;
+    r.ct = ct - n;
+}
+
 __attribute__((always_inline)) inline uint32_t decodeRegs(MqRegs& r, int cx) {
     const uint32_t w = r.ctx[cx];
-    const uint32_t qe = w >> 16;
+    const uint32_t qe = w & 0xFFFF0000u;
     const uint32_t mps = w & 1u;
     uint32_t d;
-    r.a -= qe;
-    if ((r.c >> 16) >= qe) {
+    uint32_t a = r.a - qe;
+    uint32_t c = r.c;
+    if (c >= qe) {
         // MPS sub-interval.
-        r.c -= qe << 16;
-        if (r.a & 0x8000u) return mps;
+        c -= qe;
+        if (a & 0x80000000u) {
+            r.a = a;
+            r.c = c;
+            return mps;
+        }
         const PackedState& e = kPacked.s[w & 0xFFu];
-        if (r.a < qe) {
+        if (a < qe) {
             d = mps ^ 1u;
             r.ctx[cx] = e.nlps;
         } else {
@@ -304,60 +339,50 @@ __attribute__((always_inline)) inline uint32_t decodeRegs(MqRegs& r, int cx) {
     } else {
         // LPS sub-interval.
         const PackedState& e = kPacked.s[w & 0xFFu];
-        if (r.a < qe) {
+        if (a < qe) {
             d = mps;
             r.ctx[cx] = e.nmps;
         } else {
             d = mps ^ 1u;
             r.ctx[cx] = e.nlps;
         }
-        r.a = qe;
+        a = qe;
     }
-    // Renormalise: shift by the leading zeros of A, reading a byte whenever
-    // the bits in hand run out.
-    uint32_t n = static_cast<uint32_t>(__builtin_clz(r.a)) - 16;
-    while (n > r.ct) {
-        r.a <<= r.ct;
-        r.c <<= r.ct;
-        n -= r.ct;
-        byteInRegs(r);
-    }
-    r.a <<= n;
-    r.c <<= n;
-    r.ct -= n;
+    renormRegs(r, a, c);
     return d;
 }
 
 // The same decision without a branch on the sub-interval: both outcomes are
-// formed and selected by masks.  The coding passes use it for every decision
-// but the run-length ones: lossless code-blocks spend most decisions in the
-// low bit-planes, near even odds, where the branch of decodeRegs is often
-// mispredicted.
+// formed and selected by conditional moves.  The coding passes use it for
+// every decision but the run-length ones: lossless code-blocks spend most
+// decisions in the low bit-planes, near even odds, where the branch of
+// decodeRegs is often mispredicted.
 __attribute__((always_inline)) inline uint32_t decodeRegsFlat(MqRegs& r, int cx) {
     const uint32_t w = r.ctx[cx];
-    const uint32_t qe = w >> 16;
+    const uint32_t qe = w & 0xFFFF0000u;
     const uint32_t a = r.a - qe;
-    const uint32_t inMps = (r.c >> 16) >= qe ? 1u : 0u;  // MPS sub-interval
+    const uint32_t inMps = r.c >= qe ? 1u : 0u;  // MPS sub-interval
+#if defined(__GNUC__) && defined(__x86_64__)
+    // Conditional moves written out: written as selects, these come out as
+    // branches, which is what this form is meant to avoid.
+    uint32_t na = qe, c = r.c;
+    const uint32_t cMps = r.c - qe;
+    __asm__("cmpl %[qe], %[c]\n\t"
+            "cmovael %[a], %[na]\n\t"
+            "cmovael %[cMps], %[c]"
+            : [na] "+r"(na), [c] "+r"(c)
+            : [qe] "r"(qe), [a] "r"(a), [cMps] "r"(cMps)
+            : "cc");
+#else
     const uint32_t mask = 0u - inMps;
-    const uint32_t na = (a & mask) | (qe & ~mask);
-    const uint32_t c = r.c - ((qe << 16) & mask);
+    const uint32_t na = qe ^ ((a ^ qe) & mask);
+    const uint32_t c = r.c - (qe & mask);
+#endif
     // The LPS symbol: the smaller sub-interval was taken (conditional exchange).
     const uint32_t lps = (a < qe ? 1u : 0u) ^ inMps ^ 1u;
-    const uint32_t next = kPackedNext.w[2 * (w & 0xFFu) + lps];
-    const uint32_t renorm = 0u - (na < 0x8000u ? 1u : 0u);
-    r.ctx[cx] = w ^ ((w ^ next) & renorm);
-    uint32_t n = static_cast<uint32_t>(__builtin_clz(na)) - 16;
-    r.a = na;
-    r.c = c;
-    while (n > r.ct) {
-        r.a <<= r.ct;
-        r.c <<= r.ct;
-        n -= r.ct;
-        byteInRegs(r);
-    }
-    r.a <<= n;
-    r.c <<= n;
-    r.ct -= n;
+    // The word stays when no renormalisation follows (top bit of na set).
+    r.ctx[cx] = kPackedStep.w[((w & 0xFFu) << 2) | (lps << 1) | (na >> 31)];
+    renormRegs(r, na, c);
     return (w & 1u) ^ lps;
 }
 
