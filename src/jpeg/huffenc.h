@@ -90,8 +90,6 @@ namespace huff {
 
 // Magnitude category of 0..255 (number of significant bits).
 extern const uint8_t kCategory[256];
-// Zigzag position -> natural index, plus eight guard entries of 63.
-extern const int32_t kZigzagGuarded[72];
 
 // Category of any 32-bit value with |v| <= 65535: 0 for 0, 16 for
 // 32768..65535.  Larger magnitudes are never passed in by this library.

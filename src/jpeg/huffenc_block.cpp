@@ -22,13 +22,6 @@ const uint8_t kCategory[256] = {
     8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8,
 };
 
-const int32_t kZigzagGuarded[72] = {
-    0, 1, 8, 16, 9, 2, 3, 10, 17, 24, 32, 25, 18, 11, 4, 5,
-    12, 19, 26, 33, 40, 48, 41, 34, 27, 20, 13, 6, 7, 14, 21, 28,
-    35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23, 30, 37, 44, 51,
-    58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63,
-    63, 63, 63, 63, 63, 63, 63, 63,
-};
 
 void stateInit(OzriEncodeHuffmanState* st) {
     ozrsZero_8u(reinterpret_cast<Ozr8u*>(st), static_cast<int>(sizeof(*st)));
@@ -73,7 +66,7 @@ OzrStatus flush(Ozr8u* pDst, int dstLenBytes, int* pDstCurrPos, OzriEncodeHuffma
 uint64_t scalar::zigzagNonzeroMask(const Ozr16s* src) {
     uint64_t mask = 0;
     for (int k = 0; k < 64; ++k)
-        if (src[kZigzagGuarded[k]]) mask |= uint64_t(1) << k;
+        if (src[kZigzagNatural[k]]) mask |= uint64_t(1) << k;
     return mask;
 }
 
@@ -89,7 +82,7 @@ OzrStatus encodeBlockCareful(const Ozr16s* pSrc, Ozr8u* pDst, int dstLenBytes, i
             return s;
     int r = 0;
     for (int k = 1; k < 64; ++k) {
-        const int32_t v = pSrc[kZigzagGuarded[k]];
+        const int32_t v = pSrc[kZigzagNatural[k]];
         if (v == 0) {
             ++r;
             continue;
@@ -176,7 +169,7 @@ extern "C" OZRAPI OzrStatus ozriEncodeHuffman8x8_Direct_JPEG_16s1u_C1(
     w.put(magnitudeBits(diff, cat), cat);
     int r = 0;
     for (int k = 1; k < 64; ++k) {
-        const int32_t v = pSrc[kZigzagGuarded[k]];
+        const int32_t v = pSrc[kZigzagNatural[k]];
         if (v == 0) {
             ++r;
             continue;
@@ -221,7 +214,7 @@ extern "C" OZRAPI OzrStatus ozriGetHuffmanStatistics8x8_JPEG_16s_C1(const Ozr16s
     ++pDcStatistics[cat];
     int r = 0;
     for (int k = 1; k < 64; ++k) {
-        const int32_t v = pSrc[kZigzagGuarded[k]];
+        const int32_t v = pSrc[kZigzagNatural[k]];
         if (v == 0) {
             ++r;
             continue;

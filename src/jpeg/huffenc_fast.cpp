@@ -14,7 +14,7 @@ namespace {
 constexpr KernelTables makeKernelTables() {
     KernelTables k{};
     for (int n = 0; n < 40; ++n) k.lowBits[n] = n >= 64 ? ~uint64_t(0) : (uint64_t(1) << n) - 1;
-    for (int i = 0; i < 64; ++i) k.zigzag[i] = static_cast<uint64_t>(kZigzagNaturalIndex[i]);
+    for (int i = 0; i < 64; ++i) k.zigzag[i] = static_cast<uint64_t>(kZigzagNatural[i]);
     for (int n = 1; n <= 15; ++n)
         for (int a = 1 << (n - 1); a < (1 << n); ++a) {
             k.category[a] = static_cast<uint8_t>(n);

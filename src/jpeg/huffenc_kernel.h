@@ -14,6 +14,7 @@
 #include <immintrin.h>
 #include <tmmintrin.h>
 
+#include "core/kernels.h"
 #include "jpeg/huffenc.h"
 
 namespace ozr {
@@ -37,11 +38,6 @@ __attribute__((always_inline)) inline uint64_t lowBits(const KernelTables* k, ui
     return x & k->lowBits[n];
 }
 
-// Zigzag position -> natural index.
-inline constexpr uint8_t kZigzagNaturalIndex[64] = {
-    0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48,
-    41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
-    30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
 
 // Byte shuffles that move the zero flags of natural indices 16q..16q+15
 // (one byte each) to zigzag positions 16j..16j+15; -128 selects nothing.
@@ -54,7 +50,7 @@ constexpr FlagShuffles makeFlagShuffles() {
     for (int j = 0; j < 4; ++j)
         for (int q = 0; q < 4; ++q)
             for (int lane = 0; lane < 16; ++lane) {
-                const int n = kZigzagNaturalIndex[16 * j + lane];
+                const int n = kZigzagNatural[16 * j + lane];
                 t.m[j][q][lane] = static_cast<int8_t>(n / 16 == q ? n % 16 : -128);
             }
     return t;
