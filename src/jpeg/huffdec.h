@@ -38,6 +38,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include <emmintrin.h>
+
 #include "ozrj.h"
 
 struct OzriDecodeHuffmanSpec {
@@ -247,6 +249,289 @@ OzrStatus decodeBlockDirect(DirectReader& r, Ozr16s* dst, Ozr16s* lastDC,
 // bytes, plus the reservoir's 8-byte loads.  Closer to the end of the data
 // (and at a marker) blocks are decoded by the careful path.
 constexpr int kFastMinBytes = 2 * 256 + 16;
+
+// The same kernel built for AVX2 processors (BMI2 shifts); callers test
+// cpuHasAvx2().
+namespace avx2 {
+bool decodeBlockFast(StateReader& r, Ozr16s* dst, Ozr16s* lastDC,
+                     const OzriDecodeHuffmanSpec* dc, const OzriDecodeHuffmanSpec* ac,
+                     int* position);
+}
+
+// The exported block decoder in the baseline build and the AVX2 build: the
+// fast kernel for the common call, else blockChecked.
+OzrStatus blockEntry(const Ozr8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Ozr16s* pDst,
+                     Ozr16s* pLastDC, int* pMarker, const OzriDecodeHuffmanSpec* pDcTable,
+                     const OzriDecodeHuffmanSpec* pAcTable, OzriDecodeHuffmanState* pDecHuffState);
+namespace avx2 {
+OzrStatus blockEntry(const Ozr8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Ozr16s* pDst,
+                     Ozr16s* pLastDC, int* pMarker, const OzriDecodeHuffmanSpec* pDcTable,
+                     const OzriDecodeHuffmanSpec* pAcTable, OzriDecodeHuffmanState* pDecHuffState);
+}
+// The careful path of the exported block decoder with every argument check,
+// in order (out of line: reached only by blocks the fast kernel declines
+// and by bad arguments).
+OzrStatus blockChecked(const Ozr8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Ozr16s* pDst,
+                       Ozr16s* pLastDC, int* pMarker, const OzriDecodeHuffmanSpec* pDcTable,
+                       const OzriDecodeHuffmanSpec* pAcTable, OzriDecodeHuffmanState* pDecHuffState);
+
+// ------------------------------------------------------------ fast kernel
+// The fast kernel reads the data through a 64-bit reservoir kept left-aligned
+// (the next bit is the top bit) and refilled eight bytes at a time.  Beside
+// it runs the careful reader's bookkeeping, reduced to two numbers: `x`, the
+// bits consumed in this block minus the count on entry, and `g`, eight times
+// the data bytes the careful reader has loaded in this block.  Its count is
+// then g - x, and a fill for `need` bits happens exactly when x + need > g,
+// after which g = (x + 32) & ~7 (whole bytes until the count reaches 25 or
+// more).  From g and x the careful reader's final position, buffer and count
+// are rebuilt at the end, so both paths agree without the fast one filling
+// byte by byte.
+//
+// The kernel is a template on the build (V: 0 baseline, 1 AVX2) so that each
+// build has its own copy; it is only instantiated in this family's sources.
+namespace kernel {
+
+// Careful-reader fill check: `demand` is x + need, `base` the x at the fill.
+template <int V>
+__attribute__((always_inline)) inline void carefulFill(int demand, int base, int& g) {
+    const int filled = (base + 32) & ~7;
+    g = demand > g ? filled : g;
+}
+
+// The s (1..15) bits at the top of t, sign-extended as extend() does: the
+// top bit, copied down and complemented, shifted like the field gives the
+// 2^s - 1 to subtract when it is clear.
+template <int V>
+__attribute__((always_inline)) inline int32_t magnitude(uint64_t t, int s) {
+    const unsigned c = static_cast<unsigned>(-s) & 63u;
+    const uint64_t clear = ~static_cast<uint64_t>(static_cast<int64_t>(t) >> 63);
+    return static_cast<int32_t>(t >> c) - static_cast<int32_t>(clear >> c);
+}
+
+// Zeroes one block with eight 16-byte stores, written out: as a loop or a
+// memset the compiler turns it into a string instruction that is slow to
+// start, which costs more than a small block takes to decode.
+template <int V>
+__attribute__((always_inline)) inline void zeroBlock(Ozr16s* dst) {
+    const __m128i z = _mm_setzero_si128();
+    __m128i* p = reinterpret_cast<__m128i*>(dst);
+    _mm_storeu_si128(p + 0, z);
+    _mm_storeu_si128(p + 1, z);
+    _mm_storeu_si128(p + 2, z);
+    _mm_storeu_si128(p + 3, z);
+    _mm_storeu_si128(p + 4, z);
+    _mm_storeu_si128(p + 5, z);
+    _mm_storeu_si128(p + 6, z);
+    _mm_storeu_si128(p + 7, z);
+}
+
+// Decodes one block from src[pos..len) with the careful reader's buffer and
+// count (0..32) and no marker met.  On success it gives the careful path's
+// position, buffer, count and block position; on false nothing the caller
+// keeps has changed (dst may hold garbage).
+template <int V>
+__attribute__((always_inline)) inline bool decodeBlock(const Ozr8u* const src, int len, int pos,
+                                                       uint64_t buf, int c0, Ozr16s* dst,
+                                                       Ozr16s* lastDC, const OzriDecodeHuffmanSpec* dc,
+                                                       const OzriDecodeHuffmanSpec* ac, int* outPos,
+                                                       uint64_t* outBuf, int* outCount, int* outPosition) {
+    if (pos < 0 || len - pos < kFastMinBytes) return false;
+    const Ozr8u* q = src + pos;  // next raw byte for the reservoir
+    // Valid bits are the top nb; the bits below them are either zero or the
+    // raw bytes from q on (what the next fast refill would put there).
+    uint64_t bb = (buf << 32) << (32 - c0);
+    int nb = c0;
+    int x = -c0;           // bits consumed minus c0
+    int g = 0;             // 8 x data bytes the careful reader loaded
+    bool stuffed = false;  // the reservoir met a stuffed 0xFF 0x00
+
+    // Tops the reservoir up to at least 56 bits; false at a marker or fill
+    // byte (the careful path then takes the block).
+    auto refill = [&]() -> bool {
+        uint64_t w;
+        std::memcpy(&w, q, 8);
+        w = __builtin_bswap64(w);
+        const uint64_t t = ~w;
+        if (__builtin_expect(((t - 0x0101010101010101ull) & ~t & 0x8080808080808080ull) == 0, 1)) {
+            bb |= w >> nb;
+            q += (63 - nb) >> 3;
+            nb |= 56;
+            return true;
+        }
+        bb = nb ? bb & (~uint64_t(0) << (64 - nb)) : 0;
+        while (nb <= 55) {
+            const uint64_t b = q[0];
+            if (b == 0xFF) {
+                if (q[1] != 0) return false;
+                stuffed = true;
+                q += 2;
+            } else {
+                ++q;
+            }
+            bb |= b << (56 - nb);
+            nb += 8;
+        }
+        return true;
+    };
+    // One symbol as symbol | (code length << 16), 0 for a bad code; the
+    // reservoir holds at least 16 bits.
+    auto symbol = [&](const OzriDecodeHuffmanSpec* t) -> uint32_t {
+        carefulFill<V>(x + 8, x, g);
+        const uint32_t e = t->fast[bb >> 56];
+        if (__builtin_expect(fastEntryUsable(e), 1)) return e;
+        // Long code: the careful search fills at most once (a fill leaves 25
+        // or more bits), at the first length that exceeds its count, and
+        // consumes nothing before it, so only the final length matters.
+        const uint32_t bits16 = static_cast<uint32_t>(bb >> 48);
+        for (int L = 9; L <= 16; ++L) {
+            const uint32_t code = bits16 >> (16 - L);
+            const uint32_t last = t->lastCode[L];
+            if (last != 0xFFFFu && code <= last) {
+                const int idx = int(t->firstIndex[L]) + int(code) - int(t->firstCode[L]);
+                if (idx < 0 || idx > 255) return 0;
+                carefulFill<V>(x + L, x, g);
+                return t->symbols[idx] | (static_cast<uint32_t>(L) << 16);
+            }
+        }
+        return 0;
+    };
+
+    zeroBlock<V>(dst);
+    if (!refill()) return false;
+    uint32_t e = symbol(dc);
+    if (e == 0) return false;
+    {
+        const int n = static_cast<int>(e >> 16);
+        const int s = static_cast<int>(e & 15);
+        // Magnitude read: the careful reader fills when the count after the
+        // code is below s (s = 0 never fills).
+        const int xs = x + n;
+        x = xs + s;
+        carefulFill<V>(x, xs, g);
+        const uint64_t t = bb << n;
+        // s bits sign-extended as extend() does; s = 0 gives 0.
+        const int32_t v = s ? magnitude<V>(t, s) : 0;
+        bb = t << s;
+        nb -= n + s;
+        dst[0] = static_cast<Ozr16s>(*lastDC + v);
+    }
+
+    size_t j = 0;  // zigzag position of the last coefficient written
+    for (;;) {
+        if (nb < 32 && !refill()) return false;
+        e = symbol(ac);
+        if (e == 0) return false;
+        const int n = static_cast<int>(e >> 16);
+        const int run = static_cast<int>((e >> 4) & 0xFFFu);
+        const int s = static_cast<int>(e & 15);
+        const uint64_t t = bb << n;
+        if (__builtin_expect(s != 0, 1)) {
+            const int xs = x + n;
+            x = xs + s;
+            carefulFill<V>(x, xs, g);
+            const int32_t v = magnitude<V>(t, s);
+            bb = t << s;
+            nb -= n + s;
+            j += static_cast<size_t>(run) + 1;
+            if (j > 63) return false;  // guard entries and overruns: careful path
+            dst[kZigzag[j]] = static_cast<Ozr16s>(v);
+            if (j == 63) break;
+        } else {
+            x += n;
+            bb = t;
+            nb -= n;
+            if (run < 15) break;  // end of block
+            j += 16;
+            if (j >= 63) break;
+        }
+    }
+
+    // With at least 32 bits in the reservoir, every byte the careful reader
+    // loaded (its count is at most 32) lies among the bytes the reservoir
+    // has checked.
+    if (nb < 32 && !refill()) return false;
+    const int n = g >> 3;  // data bytes the careful reader loaded
+    if (__builtin_expect(!stuffed, 1)) {
+        // The careful buffer ends with the last four bytes loaded; with fewer
+        // than four loaded, the old buffer's bytes precede them.
+        const int over = (n - 4) & ~((n - 4) >> 31);  // max(n - 4, 0)
+        const int fresh = n - over;                     // min(n, 4)
+        uint32_t w;
+        std::memcpy(&w, src + pos + over, 4);
+        const uint64_t two = (buf << 32) | __builtin_bswap32(w);
+        buf = two >> (32 - 8 * fresh);
+        pos += n;
+    } else {
+        for (int i = 0; i < n; ++i) {
+            const uint32_t b = src[pos];
+            pos += b == 0xFF ? 2 : 1;
+            buf = (buf << 8) | b;
+        }
+    }
+    *lastDC = dst[0];  // the AC coefficients never land on dst[0]
+    *outPos = pos;
+    *outBuf = buf & 0xFFFFFFFFu;
+    *outCount = g - x;
+    *outPosition = static_cast<int>(j) + 1;
+    return true;
+}
+
+// The exported block decoder (its baseline and AVX2 builds).
+template <int V>
+__attribute__((always_inline)) inline OzrStatus blockEntry(
+    const Ozr8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Ozr16s* pDst, Ozr16s* pLastDC, int* pMarker,
+    const OzriDecodeHuffmanSpec* pDcTable, const OzriDecodeHuffmanSpec* pAcTable,
+    OzriDecodeHuffmanState* pDecHuffState) {
+    // The common call first: every pointer given, a length and position
+    // that are not negative (the kernel tests the position), a state count
+    // this library could have left and no marker met.  blockChecked decides
+    // everything else with the checks in their order.  A null pointer minus
+    // one has its top bit set, and so has a negative length: one test for
+    // all of them (an address with the top bit set, which no user-space
+    // pointer has, merely takes blockChecked as well).
+    auto low = [](const void* p) { return reinterpret_cast<uintptr_t>(p) - 1u; };
+    const uintptr_t top = low(pSrc) | low(pSrcCurrPos) | low(pDst) | low(pLastDC) | low(pMarker) |
+                          low(pDcTable) | low(pAcTable) | low(pDecHuffState) |
+                          static_cast<uintptr_t>(static_cast<intptr_t>(srcLenBytes));
+    if (__builtin_expect(static_cast<intptr_t>(top) >= 0 && *pMarker == 0 &&
+                             static_cast<unsigned>(pDecHuffState->count) <= 32u,
+                         1)) {
+        const int c0 = pDecHuffState->count;
+        int pos, count, position;
+        uint64_t buf;
+        if (__builtin_expect(decodeBlock<V>(pSrc, srcLenBytes, *pSrcCurrPos, pDecHuffState->bitBuffer, c0,
+                                            pDst, pLastDC, pDcTable, pAcTable, &pos, &buf, &count,
+                                            &position),
+                             1)) {
+            *pSrcCurrPos = pos;
+            pDecHuffState->bitBuffer = buf;
+            pDecHuffState->count = count;
+            pDecHuffState->position = position;
+            return ozrStatusOk;
+        }
+    }
+    return blockChecked(pSrc, srcLenBytes, pSrcCurrPos, pDst, pLastDC, pMarker, pDcTable, pAcTable,
+                        pDecHuffState);
+}
+
+// decodeBlockFast on a reader.
+template <int V>
+__attribute__((always_inline)) inline bool readerBlock(StateReader& r, Ozr16s* dst, Ozr16s* lastDC,
+                                                       const OzriDecodeHuffmanSpec* dc,
+                                                       const OzriDecodeHuffmanSpec* ac, int* position) {
+    if (*r.marker != 0 || r.count < 0 || r.count > 32) return false;
+    int pos, count, k;
+    uint64_t buf;
+    if (!decodeBlock<V>(r.src, r.len, r.pos, r.buf, r.count, dst, lastDC, dc, ac, &pos, &buf, &count, &k))
+        return false;
+    r.pos = pos;
+    r.buf = buf;
+    r.count = count;
+    *position = k;
+    return true;
+}
+
+}  // namespace kernel
 
 }  // namespace huffdec
 }  // namespace ozr
