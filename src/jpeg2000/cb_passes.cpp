@@ -228,13 +228,14 @@ __attribute__((always_inline)) inline uint32_t decodeSign(mq::MqRegs& mq, uint16
 // Per-sample steps of the three passes.  k is the row within the stripe
 // (0..3); d points at the sample.
 // Returns whether the sample became significant.
-template <bool kRaw>
+// kSelected: the caller knows the sample is a candidate.
+template <bool kRaw, bool kSelected = false>
 __attribute__((always_inline)) inline bool spSample(const Block& b, mq::MqRegs& m, RawReader& rr,
                                                     const int32_t* zc, uint32_t one, uint16_t* f, int k,
                                                     uint32_t* d) {
     const uint16_t fl = *f;
     // A candidate is not significant and has a significant neighbour.
-    if (static_cast<uint32_t>((fl & (kSig | kNeighbours)) - 1) >= kNeighbours) return false;
+    if (!kSelected && static_cast<uint32_t>((fl & (kSig | kNeighbours)) - 1) >= kNeighbours) return false;
     const uint32_t bit = kRaw ? rr.bit() : mq::decodeRegsFlat(m, zc[fl & kNeighbours]);
     if (bit) {
         const uint32_t neg = kRaw ? rr.bit() : decodeSign(m, fl);
@@ -297,7 +298,7 @@ void sigProp(const Block& blk, mq::MqRegs& mq, RawReader& rr, const int32_t* zc,
                     const int i = __builtin_ctzll(sel);
                     sel &= sel - 1;
                     const int k = i & 3;
-                    if (spSample<kRaw>(b, m, rr, zc, one, col + 2 * (i >> 2) + off[k], k, dr[k] + x0 + (i >> 2)))
+                    if (spSample<kRaw, true>(b, m, rr, zc, one, col + 2 * (i >> 2) + off[k], k, dr[k] + x0 + (i >> 2)))
                         sel |= (kLater[k] << (i & ~3)) & insig;
                 } while (sel);
             }
@@ -306,7 +307,7 @@ void sigProp(const Block& blk, mq::MqRegs& mq, RawReader& rr, const int32_t* zc,
                 for (int k = 0; k < rows; ++k) spSample<kRaw>(b, m, rr, zc, one, entry(b, col, k), k, dr[k] + x);
         }
     }
-    mq = m;
+    mq::copyRegsBack(m, &mq);
 }
 
 template <bool kRaw>
@@ -334,7 +335,7 @@ void magRef(const Block& blk, mq::MqRegs& mq, RawReader& rr, uint32_t one) {
                 for (int k = 0; k < rows; ++k) mrSample<kRaw>(m, rr, one, entry(b, col, k), dr[k] + x);
         }
     }
-    mq = m;
+    mq::copyRegsBack(m, &mq);
 }
 
 void cleanup(const Block& blk, mq::MqRegs& mq, const int32_t* zc, uint32_t one) {
@@ -369,8 +370,8 @@ void cleanup(const Block& blk, mq::MqRegs& mq, const int32_t* zc, uint32_t one) 
                     const uint64_t column = uint64_t(0xF) << i;
                     sel &= ~column;
                     if (!mq::decodeRegs(m, mq::kCtxRunLength)) continue;
-                    k = static_cast<int>(mq::decodeRegs(m, mq::kCtxUniform) << 1);
-                    k |= static_cast<int>(mq::decodeRegs(m, mq::kCtxUniform));
+                    k = static_cast<int>(mq::decodeRegsFlat(m, mq::kCtxUniform) << 1);
+                    k |= static_cast<int>(mq::decodeRegsFlat(m, mq::kCtxUniform));
                     uint16_t* f = c + off[k];
                     const uint32_t neg = decodeSign(m, *f);
                     dr[k][x] |= one | (neg << 31);
@@ -389,7 +390,7 @@ void cleanup(const Block& blk, mq::MqRegs& mq, const int32_t* zc, uint32_t one) 
             }
         }
     }
-    mq = m;
+    mq::copyRegsBack(m, &mq);
 }
 
 inline bool isRaw(int32_t cursor) { return cursor == kRawMagRef || cursor == kRawSigProp; }

@@ -226,14 +226,38 @@ inline uint32_t decode(MqDecoderState& s, int cx) {
 // becomes "c >= Qe << 16", a test that does not wait for the subtraction.
 // The interval is kept as a = A << 16, in the same scale as c and as the Qe
 // half of a packed context word: no shifts in a decision, and a needs a
-// renormalisation exactly when its top bit is clear.  A byte-in adds the
-// byte itself (a marker adds 0xFF00, the 1-bits).  The renormalisation
-// shifts as far as the bits in hand allow at once.
-struct MqRegs {
-    uint32_t a, c, ct;
-    int32_t pos, len;
+// renormalisation exactly when its top bit is clear.
+//
+// The code register sits in the top half of a 64-bit register whose lower
+// part holds bytes read ahead, each at the place where byte-in would add it
+// (a marker adds 0xFF, the 1-bits); ct counts the bits in hand below c's
+// bit 16, read-ahead included.  The read-ahead is topped up four to six
+// bytes at a time, so only about one renormalisation in forty bits waits for
+// the byte supply.  Bytes are added, never shifted in, so the sum is the
+// same whenever they come: only the byte after a 0xFF that reaches into the
+// bit above it (0x80..0x8F, a carry into the byte before) waits until the
+// bits in hand run out, as in byte-in.  storeRegs takes back whatever
+// byte-in would not have read yet.
+//
+// The byte supply (segment, position, marker) lives in the registers that
+// loadRegs filled and is reached through a pointer that copies share: the
+// out-of-line refill never takes the address of a working copy, whose
+// registers then stay in machine registers in the coding passes.  A working
+// copy goes back with copyRegsBack.
+struct MqSupply {
     const uint8_t* data;
+    int32_t len, pos;
     uint32_t marker;
+    int32_t pos0;      // pos when loaded
+    uint32_t marker0;  // marker when loaded
+    uint32_t feeds;    // marker feeds read since loaded
+};
+
+struct MqRegs {
+    uint64_t c;  // code register in bits 32..63, read-ahead below
+    uint32_t a, ct;
+    MqSupply* in;
+    MqSupply supply;
     uint32_t ctx[kContexts];  // packed context words
 };
 
@@ -242,25 +266,62 @@ inline uint32_t codeSum(uint32_t a16, uint32_t ct) { return a16 - (1u << (ct <= 
 
 inline void loadRegs(const MqDecoderState& s, MqRegs* r) {
     r->a = s.A << 16;
-    r->c = codeSum(r->a, s.CT) - s.C;
+    r->c = static_cast<uint64_t>(codeSum(r->a, s.CT) - s.C) << 32;
     r->ct = s.CT;
-    r->pos = s.pos;
-    r->len = s.length;
-    r->data = s.data;
-    r->marker = s.marker;
+    r->in = &r->supply;
+    r->supply.data = s.data;
+    r->supply.len = s.length;
+    r->supply.pos = s.pos;
+    r->supply.marker = s.marker;
+    r->supply.pos0 = s.pos;
+    r->supply.marker0 = s.marker;
+    r->supply.feeds = 0;
     for (int i = 0; i < kContexts; ++i) r->ctx[i] = packedWord(s.index[i] % 47, s.mps[i] & 1);
 }
 
+inline uint32_t byteAtRegs(const MqSupply& r, int32_t i) { return i < r.len ? r.data[i] : 0xFFu; }
+
 inline void storeRegs(const MqRegs& r, MqDecoderState* s) {
+    // Take back, last first, the bytes and feeds read ahead that byte-in
+    // would not have read: those with all their bits still in hand.
+    const MqSupply& in = *r.in;
+    uint64_t c = r.c;
+    uint32_t ct = r.ct;
+    int32_t pos = in.pos;
+    uint32_t feeds = in.feeds;
+    for (;;) {
+        if (feeds > 0) {
+            if (ct < 8) break;
+            c -= uint64_t(0xFF) << (48 - ct);
+            ct -= 8;
+            --feeds;
+            continue;
+        }
+        if (pos <= in.pos0) break;
+        const uint32_t width = byteAtRegs(in, pos - 1) == 0xFF ? 7u : 8u;
+        if (ct < width) break;
+        c -= uint64_t(byteAtRegs(in, pos)) << (48 - ct);
+        ct -= width;
+        --pos;
+    }
     s->A = r.a >> 16;
-    s->C = codeSum(r.a, r.ct) - r.c;
-    s->CT = r.ct;
-    s->pos = r.pos;
-    s->marker = r.marker;
+    s->C = codeSum(r.a, ct) - static_cast<uint32_t>(c >> 32);
+    s->CT = ct;
+    s->pos = pos;
+    s->marker = in.marker0 | (feeds > 0 ? 1u : 0u);
     for (int i = 0; i < kContexts; ++i) {
         s->index[i] = (r.ctx[i] & 0xFFFFu) >> 1;
         s->mps[i] = r.ctx[i] & 1u;
     }
+}
+
+// A working copy of the registers handed back to the registers it was copied
+// from (the byte supply is the original's already).
+inline void copyRegsBack(const MqRegs& from, MqRegs* to) {
+    to->c = from.c;
+    to->a = from.a;
+    to->ct = from.ct;
+    for (int i = 0; i < kContexts; ++i) to->ctx[i] = from.ctx[i];
 }
 
 inline void resetRegsCtx(MqRegs* r) {
@@ -269,60 +330,104 @@ inline void resetRegsCtx(MqRegs* r) {
                                static_cast<uint32_t>(owniInitialMPS_JPEG2K[i]));
 }
 
-__attribute__((always_inline)) inline void byteInRegs(MqRegs& r) {
+// Byte-in of one byte or feed into the 64-bit register (ct + 8 <= 48).
+// With late set, a byte that carries into the one before is not read: 0 is
+// returned and nothing changes.
+__attribute__((always_inline)) inline uint32_t byteInRegs(MqSupply& r, uint64_t& c, uint32_t& ct, bool late) {
     if (r.marker) {
-        r.c += 0xFF00u;
-        r.ct = 8;
-        return;
+        c += uint64_t(0xFF) << (40 - ct);
+        ct += 8;
+        ++r.feeds;
+        return 1;
     }
-    const uint32_t b = r.pos < r.len ? r.data[r.pos] : 0xFFu;
-    const uint32_t b1 = r.pos + 1 < r.len ? r.data[r.pos + 1] : 0xFFu;
+    const uint32_t b = byteAtRegs(r, r.pos);
+    const uint32_t b1 = byteAtRegs(r, r.pos + 1);
     if (b < 0xFF) {
         ++r.pos;
-        r.c += b1 << 8;
-        r.ct = 8;
+        c += uint64_t(b1) << (40 - ct);
+        ct += 8;
     } else if (b1 < 0x90) {
+        if (late && b1 >= 0x80) return 0;
         ++r.pos;
-        r.c += b1 << 9;
-        r.ct = 7;
+        c += uint64_t(b1) << (41 - ct);
+        ct += 7;
     } else {
         r.marker = 1;
-        r.c += 0xFF00u;
-        r.ct = 8;
+        ++r.feeds;
+        c += uint64_t(0xFF) << (40 - ct);
+        ct += 8;
+    }
+    return 1;
+}
+
+// Reads ahead while at least a byte fits below c's bit 16: as many plain
+// bytes as fit at once (four to six) where there is no 0xFF among them and
+// the byte before them.
+inline void readAhead(MqSupply& r, uint64_t& c, uint32_t& ct) {
+    if (!r.marker && r.len - r.pos >= 8 && ct <= 16) {
+        const uint32_t k = (48 - ct) >> 3;  // bytes that fit
+        uint64_t x;
+        __builtin_memcpy(&x, r.data + r.pos, 8);
+        // Bytes pos..pos+k-1 (the ones before those read): none 0xFF.
+        const uint64_t notB = ~x | (~uint64_t(0) << (8 * k));
+        if (!((notB - 0x0101010101010101ull) & ~notB & 0x8080808080808080ull)) {
+            const uint64_t v = (__builtin_bswap64(x) << 8) >> (64 - 8 * k);  // bytes pos+1..pos+k
+            c += v << (48 - ct - 8 * k);
+            ct += 8 * k;
+            r.pos += static_cast<int32_t>(k);
+            return;
+        }
+    }
+    while (ct <= 40 && byteInRegs(r, c, ct, true)) {
     }
 }
 
-// Shifts a and c left by the leading zeros of a (a is never 0), reading a
-// byte whenever the bits in hand run out.
-__attribute__((always_inline)) inline void renormRegs(MqRegs& r, uint32_t a, uint32_t c) {
-    uint32_t n = static_cast<uint32_t>(__builtin_clz(a));
-    uint32_t ct = r.ct;
-    if (__builtin_expect(n > ct, 0)) {
-        do {
-            a <<= ct;
-            c <<= ct;
-            n -= ct;
-            r.c = c;
-            byteInRegs(r);
-            c = r.c;
-            ct = r.ct;
-        } while (n > ct);
+// The bits in hand run short (fewer than n): reads ahead, then shifts as
+// byte-in would read.  Returns c, and a << 32 | ct.
+struct RenormResult {
+    uint64_t c;
+    uint64_t act;
+};
+
+__attribute__((noinline)) inline RenormResult renormSlow(MqSupply* in, uint32_t a, uint64_t c, uint32_t ct,
+                                                         uint32_t n) {
+    readAhead(*in, c, ct);
+    while (n > ct) {
+        a <<= ct;
+        c <<= ct;
+        n -= ct;
+        ct = 0;
+        byteInRegs(*in, c, ct, false);
+    }
+    return {c << n, (static_cast<uint64_t>(a << n) << 32) | (ct - n)};
+}
+
+// Shifts a and c left by the leading zeros of a (a is never 0).
+__attribute__((always_inline)) inline void renormRegs(MqRegs& r, uint32_t a, uint64_t c) {
+    const uint32_t n = static_cast<uint32_t>(__builtin_clz(a));
+    if (__builtin_expect(n > r.ct, 0)) {
+        const RenormResult x = renormSlow(r.in, a, c, r.ct, n);
+        r.c = x.c;
+        r.a = static_cast<uint32_t>(x.act >> 32);
+        r.ct = static_cast<uint32_t>(x.act);
+        return;
     }
     r.a = a << n;
     r.c = c << n;
-    r.ct = ct - n;
+    r.ct -= n;
 }
 
 __attribute__((always_inline)) inline uint32_t decodeRegs(MqRegs& r, int cx) {
     const uint32_t w = r.ctx[cx];
     const uint32_t qe = w & 0xFFFF0000u;
+    const uint64_t qe64 = static_cast<uint64_t>(qe) << 32;
     const uint32_t mps = w & 1u;
     uint32_t d;
     uint32_t a = r.a - qe;
-    uint32_t c = r.c;
-    if (c >= qe) {
+    uint64_t c = r.c;
+    if (c >= qe64) {
         // MPS sub-interval.
-        c -= qe;
+        c -= qe64;
         if (a & 0x80000000u) {
             r.a = a;
             r.c = c;
@@ -360,23 +465,25 @@ __attribute__((always_inline)) inline uint32_t decodeRegs(MqRegs& r, int cx) {
 __attribute__((always_inline)) inline uint32_t decodeRegsFlat(MqRegs& r, int cx) {
     const uint32_t w = r.ctx[cx];
     const uint32_t qe = w & 0xFFFF0000u;
+    const uint64_t qe64 = static_cast<uint64_t>(qe) << 32;
     const uint32_t a = r.a - qe;
-    const uint32_t inMps = r.c >= qe ? 1u : 0u;  // MPS sub-interval
+    const uint32_t inMps = r.c >= qe64 ? 1u : 0u;  // MPS sub-interval
 #if defined(__GNUC__) && defined(__x86_64__)
     // Conditional moves written out: written as selects, these come out as
     // branches, which is what this form is meant to avoid.
-    uint32_t na = qe, c = r.c;
-    const uint32_t cMps = r.c - qe;
-    __asm__("cmpl %[qe], %[c]\n\t"
+    uint32_t na = qe;
+    uint64_t c = r.c;
+    const uint64_t cMps = r.c - qe64;
+    __asm__("cmpq %[qe], %[c]\n\t"
             "cmovael %[a], %[na]\n\t"
-            "cmovael %[cMps], %[c]"
+            "cmovaeq %[cMps], %[c]"
             : [na] "+r"(na), [c] "+r"(c)
-            : [qe] "r"(qe), [a] "r"(a), [cMps] "r"(cMps)
+            : [qe] "r"(qe64), [a] "r"(a), [cMps] "r"(cMps)
             : "cc");
 #else
     const uint32_t mask = 0u - inMps;
     const uint32_t na = qe ^ ((a ^ qe) & mask);
-    const uint32_t c = r.c - (qe & mask);
+    const uint64_t c = r.c - (qe64 & (uint64_t(0) - inMps));
 #endif
     // The LPS symbol: the smaller sub-interval was taken (conditional exchange).
     const uint32_t lps = (a < qe ? 1u : 0u) ^ inMps ^ 1u;
