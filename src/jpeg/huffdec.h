@@ -81,7 +81,7 @@ inline int32_t extend(uint32_t v, int s) {
 }
 
 // A fast-table entry is usable when its length is 1..8.
-inline bool fastEntryUsable(uint32_t e) { return (e >> 16) - 1u < 8u; }
+inline bool fastEntryUsable(uint32_t e) { return e - 0x10000u < 0x80000u; }
 
 // ----------------------------------------------------------------- reader
 // Bounded: the stateful reader, limited to src[0..len).  The Direct reader
@@ -298,6 +298,17 @@ __attribute__((always_inline)) inline void carefulFill(int demand, int base, int
     g = demand > g ? filled : g;
 }
 
+// The fills of a magnitude read (s = 0..15 bits, from xs to x) and of the
+// next symbol's start in one step: the read fills when x exceeds g, and a
+// fill leaves 25 or more bits from xs, which covers the s + 8 that the start
+// then wants; else the start fills when x + 8 exceeds g.
+template <int V>
+__attribute__((always_inline)) inline void carefulFillNext(int x, int xs, int& g) {
+    const int base = x > g ? xs : x;
+    const int filled = (base + 32) & ~7;
+    g = x + 8 > g ? filled : g;
+}
+
 // The s (1..15) bits at the top of t, sign-extended as extend() does: the
 // top bit, copied down and complemented, shifted like the field gives the
 // 2^s - 1 to subtract when it is clear.
@@ -325,6 +336,21 @@ __attribute__((always_inline)) inline void zeroBlock(Ozr16s* dst) {
     _mm_storeu_si128(p + 7, z);
 }
 
+// The careful reader's position and buffer after it loaded n data bytes from
+// src[pos..) (stuffed bytes among them); out of line, as stuffing is rare
+// (a template like the kernel, so that each build keeps its own copy).
+template <int V>
+__attribute__((noinline)) void carefulBytes(const Ozr8u* src, int n, int pos, uint64_t buf,
+                                                   int* outPos, uint64_t* outBuf) {
+    for (int i = 0; i < n; ++i) {
+        const uint32_t b = src[pos];
+        pos += b == 0xFF ? 2 : 1;
+        buf = (buf << 8) | b;
+    }
+    *outPos = pos;
+    *outBuf = buf & 0xFFFFFFFFu;
+}
+
 // Decodes one block from src[pos..len) with the careful reader's buffer and
 // count (0..32) and no marker met.  On success it gives the careful path's
 // position, buffer, count and block position; on false nothing the caller
@@ -337,17 +363,20 @@ __attribute__((always_inline)) inline bool decodeBlock(const Ozr8u* const src, i
                                                        uint64_t* outBuf, int* outCount, int* outPosition) {
     if (pos < 0 || len - pos < kFastMinBytes) return false;
     const Ozr8u* q = src + pos;  // next raw byte for the reservoir
-    // Valid bits are the top nb; the bits below them are either zero or the
-    // raw bytes from q on (what the next fast refill would put there).
+    // Valid bits are the top nb = lim + 32 - x; the bits below them are
+    // either zero or the raw bytes from q on (what the next fast refill would
+    // put there).  The count itself is not kept: the reservoir holds fewer
+    // than 32 bits exactly when x > lim, which changes only at a refill.
     uint64_t bb = (buf << 32) << (32 - c0);
-    int nb = c0;
     int x = -c0;           // bits consumed minus c0
+    int lim = -32;         // x + (valid reservoir bits) - 32
     int g = 0;             // 8 x data bytes the careful reader loaded
     bool stuffed = false;  // the reservoir met a stuffed 0xFF 0x00
 
     // Tops the reservoir up to at least 56 bits; false at a marker or fill
     // byte (the careful path then takes the block).
     auto refill = [&]() -> bool {
+        int nb = lim + 32 - x;
         uint64_t w;
         std::memcpy(&w, q, 8);
         w = __builtin_bswap64(w);
@@ -356,6 +385,7 @@ __attribute__((always_inline)) inline bool decodeBlock(const Ozr8u* const src, i
             bb |= w >> nb;
             q += (63 - nb) >> 3;
             nb |= 56;
+            lim = x + nb - 32;
             return true;
         }
         bb = nb ? bb & (~uint64_t(0) << (64 - nb)) : 0;
@@ -371,12 +401,13 @@ __attribute__((always_inline)) inline bool decodeBlock(const Ozr8u* const src, i
             bb |= b << (56 - nb);
             nb += 8;
         }
+        lim = x + nb - 32;
         return true;
     };
     // One symbol as symbol | (code length << 16), 0 for a bad code; the
-    // reservoir holds at least 16 bits.
+    // reservoir holds at least 16 bits and the careful fill at the symbol's
+    // start has been stepped.
     auto symbol = [&](const OzriDecodeHuffmanSpec* t) -> uint32_t {
-        carefulFill<V>(x + 8, x, g);
         const uint32_t e = t->fast[bb >> 56];
         if (__builtin_expect(fastEntryUsable(e), 1)) return e;
         // Long code: the careful search fills at most once (a fill leaves 25
@@ -398,27 +429,27 @@ __attribute__((always_inline)) inline bool decodeBlock(const Ozr8u* const src, i
 
     zeroBlock<V>(dst);
     if (!refill()) return false;
+    carefulFill<V>(x + 8, x, g);
     uint32_t e = symbol(dc);
     if (e == 0) return false;
     {
         const int n = static_cast<int>(e >> 16);
         const int s = static_cast<int>(e & 15);
         // Magnitude read: the careful reader fills when the count after the
-        // code is below s (s = 0 never fills).
+        // code is below s (s = 0 never fills); then the first AC symbol.
         const int xs = x + n;
         x = xs + s;
-        carefulFill<V>(x, xs, g);
+        carefulFillNext<V>(x, xs, g);
         const uint64_t t = bb << n;
         // s bits sign-extended as extend() does; s = 0 gives 0.
         const int32_t v = s ? magnitude<V>(t, s) : 0;
         bb = t << s;
-        nb -= n + s;
         dst[0] = static_cast<Ozr16s>(*lastDC + v);
     }
 
     size_t j = 0;  // zigzag position of the last coefficient written
     for (;;) {
-        if (nb < 32 && !refill()) return false;
+        if (x > lim && !refill()) return false;
         e = symbol(ac);
         if (e == 0) return false;
         const int n = static_cast<int>(e >> 16);
@@ -428,28 +459,30 @@ __attribute__((always_inline)) inline bool decodeBlock(const Ozr8u* const src, i
         if (__builtin_expect(s != 0, 1)) {
             const int xs = x + n;
             x = xs + s;
-            carefulFill<V>(x, xs, g);
             const int32_t v = magnitude<V>(t, s);
             bb = t << s;
-            nb -= n + s;
             j += static_cast<size_t>(run) + 1;
             if (j > 63) return false;  // guard entries and overruns: careful path
             dst[kZigzag[j]] = static_cast<Ozr16s>(v);
-            if (j == 63) break;
+            if (j == 63) {  // the last position: no symbol follows
+                carefulFill<V>(x, xs, g);
+                break;
+            }
+            carefulFillNext<V>(x, xs, g);
         } else {
             x += n;
             bb = t;
-            nb -= n;
             if (run < 15) break;  // end of block
             j += 16;
             if (j >= 63) break;
+            carefulFill<V>(x + 8, x, g);
         }
     }
 
     // With at least 32 bits in the reservoir, every byte the careful reader
     // loaded (its count is at most 32) lies among the bytes the reservoir
     // has checked.
-    if (nb < 32 && !refill()) return false;
+    if (x > lim && !refill()) return false;
     const int n = g >> 3;  // data bytes the careful reader loaded
     if (__builtin_expect(!stuffed, 1)) {
         // The careful buffer ends with the last four bytes loaded; with fewer
@@ -459,18 +492,12 @@ __attribute__((always_inline)) inline bool decodeBlock(const Ozr8u* const src, i
         uint32_t w;
         std::memcpy(&w, src + pos + over, 4);
         const uint64_t two = (buf << 32) | __builtin_bswap32(w);
-        buf = two >> (32 - 8 * fresh);
-        pos += n;
+        *outPos = pos + n;
+        *outBuf = (two >> (32 - 8 * fresh)) & 0xFFFFFFFFu;
     } else {
-        for (int i = 0; i < n; ++i) {
-            const uint32_t b = src[pos];
-            pos += b == 0xFF ? 2 : 1;
-            buf = (buf << 8) | b;
-        }
+        carefulBytes<V>(src, n, pos, buf, outPos, outBuf);
     }
     *lastDC = dst[0];  // the AC coefficients never land on dst[0]
-    *outPos = pos;
-    *outBuf = buf & 0xFFFFFFFFu;
     *outCount = g - x;
     *outPosition = static_cast<int>(j) + 1;
     return true;
