@@ -11,28 +11,11 @@
 namespace ozr {
 namespace huffdec {
 
-namespace {
-// Zeroes one block with eight 16-byte stores, written out: as a loop or a
-// memset the compiler turns it into a string instruction that is slow to
-// start, which costs more than a small block takes to decode.
-inline void zeroBlock(Ozr16s* dst) {
-    const __m128i z = _mm_setzero_si128();
-    __m128i* p = reinterpret_cast<__m128i*>(dst);
-    _mm_storeu_si128(p + 0, z);
-    _mm_storeu_si128(p + 1, z);
-    _mm_storeu_si128(p + 2, z);
-    _mm_storeu_si128(p + 3, z);
-    _mm_storeu_si128(p + 4, z);
-    _mm_storeu_si128(p + 5, z);
-    _mm_storeu_si128(p + 6, z);
-    _mm_storeu_si128(p + 7, z);
-}
-}  // namespace
 
 OzrStatus decodeBlockCareful(StateReader& r, Ozr16s* dst, Ozr16s* lastDC,
                              const OzriDecodeHuffmanSpec* dc, const OzriDecodeHuffmanSpec* ac,
                              int* position) {
-    zeroBlock(dst);
+    kernel::zeroBlock<0>(dst);
     int sym;
     if (OzrStatus st = r.symbol(dc, &sym)) {
         *position = 0;
@@ -108,7 +91,7 @@ __attribute__((noinline)) OzrStatus blockChecked(const Ozr8u* pSrc, int srcLenBy
 
 OzrStatus decodeBlockDirect(DirectReader& r, Ozr16s* dst, Ozr16s* lastDC,
                             const OzriDecodeHuffmanSpec* dc, const OzriDecodeHuffmanSpec* ac) {
-    zeroBlock(dst);
+    kernel::zeroBlock<0>(dst);
     int sym;
     if (OzrStatus st = r.symbol(dc, &sym))
         return st == ozrStatusMarkerFound ? ozrStatusOk : ozrStatusBadCodeOrValue;
