@@ -107,6 +107,20 @@ inline uint32_t* dstRow(const Block& b, int y) {
     return reinterpret_cast<uint32_t*>(b.dst + static_cast<std::ptrdiff_t>(b.step) * y);
 }
 
+// The stripe of rows y0..y0+3 (fewer at the bottom): its destination rows,
+// its first state column, and the state offsets of its four rows within a
+// column.
+struct Stripe {
+    int rows;
+    uint32_t* dr[4];
+    uint16_t* col;
+    std::ptrdiff_t off[4];
+    Stripe(const Block& b, int y0)
+        : rows(std::min(4, b.h - y0)), col(b.st + (y0 >> 1) * b.rs), off{0, 1, b.rs, b.rs + 1} {
+        for (int k = 0; k < rows; ++k) dr[k] = dstRow(b, y0 + k);
+    }
+};
+
 // The four entries of a stripe column OR-ed together (read as 16-bit
 // entries: the neighbour updates just stored are 16-bit, and wider loads
 // would stall on them).
@@ -281,15 +295,15 @@ void sigProp(const Block& blk, mq::MqRegs& mq, RawReader& rr, const int32_t* zc,
     const Block b = blk;  // a local copy the state-array stores cannot alias
     mq::MqRegs m = mq;
     for (int y0 = 0; y0 < b.h; y0 += 4) {
-        const int rows = std::min(4, b.h - y0);
-        uint32_t* dr[4];
-        for (int k = 0; k < rows; ++k) dr[k] = dstRow(b, y0 + k);
-        uint16_t* col = b.st + (y0 >> 1) * b.rs;
+        Stripe sp(b, y0);
+        const int rows = sp.rows;
+        uint32_t* const* dr = sp.dr;
+        uint16_t* col = sp.col;
+        const std::ptrdiff_t* off = sp.off;
         if (rows == 4) {
             // The candidates at the start of 16 columns; a sample that becomes
             // significant adds those of its insignificant neighbours that
             // come later in the scan (below it, and in the next column).
-            const std::ptrdiff_t off[4] = {0, 1, b.rs, b.rs + 1};
             for (int x0 = 0; x0 < b.w; x0 += 16, col += 32) {
                 uint64_t insig;
                 uint64_t sel = candidateMask(col, b.rs, std::min(16, b.w - x0), &insig);
@@ -315,12 +329,12 @@ void magRef(const Block& blk, mq::MqRegs& mq, RawReader& rr, uint32_t one) {
     const Block b = blk;
     mq::MqRegs m = mq;
     for (int y0 = 0; y0 < b.h; y0 += 4) {
-        const int rows = std::min(4, b.h - y0);
-        uint32_t* dr[4];
-        for (int k = 0; k < rows; ++k) dr[k] = dstRow(b, y0 + k);
-        uint16_t* col = b.st + (y0 >> 1) * b.rs;
+        Stripe sp(b, y0);
+        const int rows = sp.rows;
+        uint32_t* const* dr = sp.dr;
+        uint16_t* col = sp.col;
+        const std::ptrdiff_t* off = sp.off;
         if (rows == 4) {
-            const std::ptrdiff_t off[4] = {0, 1, b.rs, b.rs + 1};
             for (int x0 = 0; x0 < b.w; x0 += 16, col += 32) {
                 uint64_t sel = stripeMask<Select::kRefine>(col, b.rs, std::min(16, b.w - x0));
                 while (sel) {
@@ -342,10 +356,11 @@ void cleanup(const Block& blk, mq::MqRegs& mq, const int32_t* zc, uint32_t one) 
     const Block b = blk;
     mq::MqRegs m = mq;
     for (int y0 = 0; y0 < b.h; y0 += 4) {
-        const int rows = std::min(4, b.h - y0);
-        uint32_t* dr[4];
-        for (int k = 0; k < rows; ++k) dr[k] = dstRow(b, y0 + k);
-        uint16_t* col = b.st + (y0 >> 1) * b.rs;
+        Stripe sp(b, y0);
+        const int rows = sp.rows;
+        uint32_t* const* dr = sp.dr;
+        uint16_t* col = sp.col;
+        const std::ptrdiff_t* off = sp.off;
         if (rows < 4) {
             for (int x = 0; x < b.w; ++x, col += 2)
                 for (int k = 0; k < rows; ++k) cuSample(b, m, zc, one, entry(b, col, k), k, dr[k] + x);
@@ -355,7 +370,6 @@ void cleanup(const Block& blk, mq::MqRegs& mq, const int32_t* zc, uint32_t one) 
         // decision makes it significant); a column of four of them without
         // a significant neighbour (known only when reached) is in run-length
         // mode.
-        const std::ptrdiff_t off[4] = {0, 1, b.rs, b.rs + 1};
         for (int x0 = 0; x0 < b.w; x0 += 16, col += 32) {
             uint64_t sel = stripeMask<Select::kUncoded>(col, b.rs, std::min(16, b.w - x0));
             // Row 0 bits of the columns with four samples to code.
