@@ -273,8 +273,10 @@ void compareAt(const Ozr16s* blk, const OzriEncodeHuffmanSpec& ac, const OzriEnc
     // block, they give the careful result.
     using Fast = bool (*)(const Ozr16s*, Ozr8u*, int, int*, Ozr16s*, const OzriEncodeHuffmanSpec*,
                           const OzriEncodeHuffmanSpec*, OzriEncodeHuffmanState*);
-    for (Fast fast : {&ozr::huff::encodeBlockFast, &ozr::huff::avx2::encodeBlockFast}) {
+    for (Fast fast : {&ozr::huff::encodeBlockFast, &ozr::huff::avx2::encodeBlockFast,
+                      &ozr::huff::avx512::encodeBlockFast}) {
         if (fast == &ozr::huff::avx2::encodeBlockFast && !ozr::cpuHasAvx2()) continue;
+        if (fast == &ozr::huff::avx512::encodeBlockFast && !ozr::cpuHasAvx512()) continue;
         std::vector<uint8_t> c(alloc, 0x5A);
         OzriEncodeHuffmanState sc = st0;
         int pc = pos0;
@@ -339,6 +341,21 @@ TEST(HuffEncBlock, FastPathMatchesCarefulAtEveryBufferEnd) {
             pf = pos;
             df = 17;
             EXPECT_EQ(!hasMin, ozr::huff::avx2::encodeBlockFast(blk, big.data(), 1024, &pf, &df, &kDcL, &ac, &sf));
+        }
+        // The AVX-512 build leaves runs of 16 zeros or more (and -32768) to
+        // the AVX2 build and takes every other block.
+        if (ozr::cpuHasAvx512()) {
+            int longest = 0, last = 0;
+            for (int z = 1; z < 64; ++z)
+                if (blk[ozr::kZigzagNatural[z]]) {
+                    longest = std::max(longest, z - last - 1);
+                    last = z;
+                }
+            sf = st;
+            pf = pos;
+            df = 17;
+            EXPECT_EQ(!hasMin && longest < 16,
+                      ozr::huff::avx512::encodeBlockFast(blk, big.data(), 1024, &pf, &df, &kDcL, &ac, &sf));
         }
     }
 }

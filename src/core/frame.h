@@ -78,6 +78,15 @@ inline bool cpuHasAvx2() {
     return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2");
 }
 
+// AVX-512 foundation with the byte/word, vector-length, conflict-detection
+// (leading-zero count) and byte-permute (VBMI, VBMI2 compress) groups, on top
+// of everything cpuHasAvx2() needs.
+inline bool cpuHasAvx512() {
+    return cpuHasAvx2() && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+           __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512cd") &&
+           __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2");
+}
+
 // ------------------------------------------------------------ pointer helpers
 template <typename T>
 inline T* rowPtr(T* base, int step, int y) {

@@ -315,6 +315,16 @@ OzrStatus encodeBlockChecked(const Ozr16s* pSrc, Ozr8u* pDst, int dstLenBytes, i
 OzrStatus encodeBlock(const Ozr16s* pSrc, Ozr8u* pDst, int dstLenBytes, int* pDstCurrPos,
                       Ozr16s* pLastDC, const OzriEncodeHuffmanSpec* dc,
                       const OzriEncodeHuffmanSpec* ac, OzriEncodeHuffmanState* st);
+// The AVX-512 build (huffenc_avx512.cpp): blocks it declines go on to
+// avx2::encodeBlock.  Callers test cpuHasAvx512().
+namespace avx512 {
+bool encodeBlockFast(const Ozr16s* pSrc, Ozr8u* pDst, int dstLenBytes, int* pDstCurrPos,
+                     Ozr16s* pLastDC, const OzriEncodeHuffmanSpec* dc,
+                     const OzriEncodeHuffmanSpec* ac, OzriEncodeHuffmanState* st);
+OzrStatus encodeBlock(const Ozr16s* pSrc, Ozr8u* pDst, int dstLenBytes, int* pDstCurrPos,
+                      Ozr16s* pLastDC, const OzriEncodeHuffmanSpec* dc,
+                      const OzriEncodeHuffmanSpec* ac, OzriEncodeHuffmanState* st);
+}
 namespace avx2 {
 OzrStatus encodeBlock(const Ozr16s* pSrc, Ozr8u* pDst, int dstLenBytes, int* pDstCurrPos,
                       Ozr16s* pLastDC, const OzriEncodeHuffmanSpec* dc,

@@ -63,7 +63,7 @@ extern "C" OZRAPI OzrStatus ozriEncodeHuffman8x8_JPEG_16s1u_C1(
     // declines a short buffer, a negative position and a state this library
     // did not leave; the ordered checks after it then decide.
     if (pSrc && pDst && pDstCurrPos && pLastDC && pDcTable && pAcTable && pEncHuffState && !bFlushState)
-        return (cpuHasAvx2() ? &avx2::encodeBlock : &encodeBlock)(pSrc, pDst, dstLenBytes, pDstCurrPos, pLastDC,
+        return (cpuHasAvx512() ? &avx512::encodeBlock : cpuHasAvx2() ? &avx2::encodeBlock : &encodeBlock)(pSrc, pDst, dstLenBytes, pDstCurrPos, pLastDC,
                                                                   pDcTable, pAcTable, pEncHuffState);
     if (OzrStatus st = checkStreamArgs(pDst, dstLenBytes, pDstCurrPos, pEncHuffState)) return st;
     if (bFlushState) return flush(pDst, dstLenBytes, pDstCurrPos, pEncHuffState);

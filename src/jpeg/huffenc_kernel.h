@@ -34,7 +34,7 @@ extern const KernelTables kKernelTables;
 // x & ((1 << n) - 1), n = 0..32.
 template <int kArch>
 __attribute__((always_inline)) inline uint64_t lowBits(const KernelTables* k, uint64_t x, uint64_t n) {
-    if (kArch == 1) return _bzhi_u64(x, static_cast<unsigned>(n));
+    if (kArch >= 1) return _bzhi_u64(x, static_cast<unsigned>(n));
     return x & k->lowBits[n];
 }
 
