@@ -162,7 +162,7 @@ OzrStatus initEncodeTable(const Ozr8u* bits, const Ozr8u* vals, OzriEncodeHuffma
 // Usage:
 //   BitWriter<A> w;
 //   if (!w.begin(st, pDst, dstLenBytes, pos)) -> careful path
-//   ... if (!w.put(field, n)) -> careful path ...   (n 0..32, no bits above n)
+//   ... if (!w.put(field, n)) -> careful path ...   (n 0..62, no bits above n)
 //   if (!w.finish(st, &pos)) -> careful path
 // begin() declines when fewer than kMinRoom bytes remain or the state is not
 // one this library left.  put() with n = 0 writes nothing, so callers must
@@ -192,7 +192,7 @@ public:
         return true;
     }
 
-    // Appends the n low bits of v (n 0..32; v has no bits above them).
+    // Appends the n low bits of v (n 0..62; v has no bits above them).
     inline bool put(uint64_t v, uint64_t n) {
         if (__builtin_expect(static_cast<int64_t>(n) < free_, 1)) {
             free_ -= static_cast<int64_t>(n);
@@ -236,9 +236,10 @@ public:
 
 private:
     // The word is complete: it takes the first n + free_ bits of v (free_ is
-    // now <= 0, and was >= 1 before), the other -free_ bits stay pending.
+    // now <= 0, and was >= 1 before), the other -free_ bits stay pending
+    // (at most 61, so free_ is at least 3 afterwards).
     inline bool putFull(uint64_t v, uint64_t n) {
-        const uint64_t over = static_cast<uint64_t>(-free_);  // 0..31
+        const uint64_t over = static_cast<uint64_t>(-free_);  // 0..61
         const uint64_t word = (buf_ << (n - over)) | (v >> over);
         if (!store8(word)) return false;
         buf_ = v;

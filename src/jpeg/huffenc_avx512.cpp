@@ -11,7 +11,7 @@
 //      from a leading-zero count, the magnitude bits, the table entry of
 //      (run, category) by gather, and the finished field
 //      (code << category) | bits with its length.
-// The writer then only appends fields.  A block with a run above 15 (ZRL
+// The writer then only appends fields, two coefficients at a time.  A block with a run above 15 (ZRL
 // codes), an entry without a usable code or a -32768 is declined before
 // anything is written; the AVX2 build (or the careful path) takes it.
 #include <immintrin.h>
@@ -49,12 +49,13 @@ constexpr Constants makeConstants() {
 alignas(64) constexpr Constants kC = makeConstants();
 
 // Fields and lengths of the AC coefficients 16j..16j+15 of the dense list
-// (positions pos, runs run, zigzag-ordered block z0:z1).  False when one of
-// them has no usable code (a length outside 1..16).
+// (positions pos, runs run, zigzag-ordered block z0:z1), two coefficients
+// to a field: field[8j + i] holds coefficients 16j + 2i and 16j + 2i + 1.
+// False when one of them has no usable code (a length outside 1..16).
 template <int j>
 __attribute__((always_inline)) inline bool fields16(__m512i pos, __m512i run, __m512i z0, __m512i z1, int n,
-                                                    const OzriEncodeHuffmanSpec* ac, uint32_t* field,
-                                                    uint32_t* length) {
+                                                    const OzriEncodeHuffmanSpec* ac, uint64_t* field,
+                                                    uint64_t* length) {
     const __m512i one = _mm512_set1_epi32(1);
     const __mmask16 valid = static_cast<__mmask16>(n - 16 * j >= 16 ? 0xFFFF : (1u << (n - 16 * j)) - 1);
     const __m512i idx = _mm512_castsi256_si512(_mm256_cvtepu8_epi16(_mm512_extracti32x4_epi32(pos, j)));
@@ -67,8 +68,15 @@ __attribute__((always_inline)) inline bool fields16(__m512i pos, __m512i run, __
     const __m512i len = _mm512_srli_epi32(e, 16);
     if (_mm512_mask_cmpgt_epu32_mask(valid, _mm512_sub_epi32(len, one), _mm512_set1_epi32(15))) return false;
     const __m512i code = _mm512_and_si512(e, _mm512_sub_epi32(_mm512_sllv_epi32(one, len), one));
-    _mm512_store_si512(field + 16 * j, _mm512_or_si512(_mm512_sllv_epi32(code, cat), bits));
-    _mm512_store_si512(length + 16 * j, _mm512_add_epi32(len, cat));
+    // Lanes past the list become empty fields, then neighbours pair up:
+    // (field 2i << length 2i+1) | field 2i+1, at most 62 bits.
+    const __m512i f = _mm512_maskz_or_epi32(valid, _mm512_sllv_epi32(code, cat), bits);
+    const __m512i l = _mm512_maskz_add_epi32(valid, len, cat);
+    const __m512i low = _mm512_set1_epi64(0xFFFFFFFF);
+    const __m512i lo = _mm512_srli_epi64(l, 32);
+    _mm512_store_si512(field + 8 * j,
+                       _mm512_or_si512(_mm512_sllv_epi64(_mm512_and_si512(f, low), lo), _mm512_srli_epi64(f, 32)));
+    _mm512_store_si512(length + 8 * j, _mm512_add_epi64(_mm512_and_si512(l, low), lo));
     return true;
 }
 
@@ -80,6 +88,10 @@ __attribute__((always_inline)) inline bool encode512(const Ozr16s* pSrc, Ozr8u* 
     BitWriter<2> w;
     if (!w.begin(st, pDst, dstLenBytes, *pDstCurrPos)) return false;
 
+    // Blocks usually come in rows: fetch the ones a few calls ahead (a
+    // prefetch never faults, wherever it points).
+    _mm_prefetch(reinterpret_cast<const char*>(pSrc) + 1024, _MM_HINT_T0);
+    _mm_prefetch(reinterpret_cast<const char*>(pSrc) + 1088, _MM_HINT_T0);
     const __m512i a = _mm512_loadu_si512(pSrc);
     const __m512i b = _mm512_loadu_si512(pSrc + 32);
     const __m512i minWord = _mm512_set1_epi16(-32768);
@@ -98,8 +110,8 @@ __attribute__((always_inline)) inline bool encode512(const Ozr16s* pSrc, Ozr8u* 
     const uint64_t valid = (uint64_t(1) << n) - 1;  // n <= 63
     if (_mm512_mask_cmpgt_epu8_mask(valid, run, _mm512_set1_epi8(15))) return false;
 
-    alignas(64) uint32_t field[64];
-    alignas(64) uint32_t length[64];
+    alignas(64) uint64_t field[32];
+    alignas(64) uint64_t length[32];
     if (n > 0 && !fields16<0>(pos, run, z0, z1, n, ac, field, length)) return false;
     if (__builtin_expect(n > 16, 0)) {
         if (!fields16<1>(pos, run, z0, z1, n, ac, field, length)) return false;
@@ -121,7 +133,7 @@ __attribute__((always_inline)) inline bool encode512(const Ozr16s* pSrc, Ozr8u* 
     uint64_t eobCode = 0, eobLen = 0;
     const bool eob = (mask >> 63) == 0;
     if (eob && !entryCode<2>(k, ac->entry[0x00], &eobCode, &eobLen)) return false;
-    for (int i = 0; i < n; ++i)
+    for (int i = 0; i < (n + 1) / 2; ++i)
         if (!w.put(field[i], length[i])) return false;
     if (eob && !w.put(eobCode, eobLen)) return false;
     if (!w.finish(st, pDstCurrPos)) return false;
