@@ -297,13 +297,15 @@ TEST(ColorKernels, SsseMatchesScalarOnEveryWidthAndAlignment) {
         }
 }
 
-TEST(ColorKernels, Avx2MatchesScalarOnEveryWidthAndAlignment) {
-    if (!ozr::cpuHasAvx2()) GTEST_SKIP() << "no AVX2";
+// The wide pixel-order kernels against the scalar ones, on widths that
+// reach several of their iterations and the row-end split after them.
+void compareWidePixelOrder(decltype(&ozr::color::scalar::ownpj_RGBToYCbCr_JPEG_8u_C3P3R) rgbWide,
+                           decltype(&ozr::color::scalar::ownpj_RGBToYCbCr_JPEG_8u_C3P3R) bgrWide, int maxWidth) {
     namespace sc = ozr::color::scalar;
-    namespace vx = ozr::color::avx2;
     Rng rng(6);
-    std::vector<uint8_t> outA(6 * 80 + 4), outB;
-    for (int n = 1; n <= 64; ++n)
+    const int slotLen = maxWidth + 16;
+    std::vector<uint8_t> outA(6 * slotLen + 4), outB;
+    for (int n = 1; n <= maxWidth; ++n)
         for (int off = 0; off < 4; ++off) {
             std::vector<uint8_t> px3(3 * n + off);
             rng.bytes(px3.data(), px3.size());
@@ -314,15 +316,27 @@ TEST(ColorKernels, Avx2MatchesScalarOnEveryWidthAndAlignment) {
             const uint8_t* s = px3.data() + off;
             for (auto [d, rgb, bgr] : {std::make_tuple(outA.data(), sc::ownpj_RGBToYCbCr_JPEG_8u_C3P3R,
                                                        sc::ownpj_BGRToYCbCr_JPEG_8u_C3P3R),
-                                       std::make_tuple(outB.data(), vx::ownpj_RGBToYCbCr_JPEG_8u_C3P3R,
-                                                       vx::ownpj_BGRToYCbCr_JPEG_8u_C3P3R)}) {
-                auto slot = [&, d = d](int i) { return d + 80 * i + (i * 3 + off) % 4; };
+                                       std::make_tuple(outB.data(), rgbWide, bgrWide)}) {
+                auto slot = [&, d = d](int i) { return d + slotLen * i + (i * 3 + off) % 4; };
                 rgb(s, slot(0), slot(1), slot(2), n);
                 bgr(s, slot(3), slot(4), slot(5), n);
             }
             for (size_t k = 0; k < outA.size(); ++k)
-                ASSERT_EQ(outA[k], outB[k]) << "n=" << n << " off=" << off << " slot " << k / 80 << " byte " << k % 80;
+                ASSERT_EQ(outA[k], outB[k]) << "n=" << n << " off=" << off << " slot " << k / slotLen << " byte "
+                                            << k % slotLen;
         }
+}
+
+TEST(ColorKernels, Avx2MatchesScalarOnEveryWidthAndAlignment) {
+    if (!ozr::cpuHasAvx2()) GTEST_SKIP() << "no AVX2";
+    compareWidePixelOrder(ozr::color::avx2::ownpj_RGBToYCbCr_JPEG_8u_C3P3R,
+                          ozr::color::avx2::ownpj_BGRToYCbCr_JPEG_8u_C3P3R, 64);
+}
+
+TEST(ColorKernels, Avx512MatchesScalarOnEveryWidthAndAlignment) {
+    if (!ozr::cpuHasAvx512()) GTEST_SKIP() << "no AVX-512";
+    compareWidePixelOrder(ozr::color::avx512::ownpj_RGBToYCbCr_JPEG_8u_C3P3R,
+                          ozr::color::avx512::ownpj_BGRToYCbCr_JPEG_8u_C3P3R, 200);
 }
 
 // --------------------------------------------------------------- edge cases

@@ -73,6 +73,12 @@ void ownpj_RGBToYCbCr_JPEG_8u_C3P3R(const uint8_t* src, uint8_t* y, uint8_t* cb,
 void ownpj_BGRToYCbCr_JPEG_8u_C3P3R(const uint8_t* src, uint8_t* y, uint8_t* cb, uint8_t* cr, int n);
 }  // namespace avx2
 
+// AVX-512 forms of the same (cpuHasAvx512()).
+namespace avx512 {
+void ownpj_RGBToYCbCr_JPEG_8u_C3P3R(const uint8_t* src, uint8_t* y, uint8_t* cb, uint8_t* cr, int n);
+void ownpj_BGRToYCbCr_JPEG_8u_C3P3R(const uint8_t* src, uint8_t* y, uint8_t* cb, uint8_t* cr, int n);
+}  // namespace avx512
+
 #undef OZR_COLOR_KERNELS
 
 }  // namespace color

@@ -18,8 +18,11 @@ OzrStatus pixelToPlanes(const Ozr8u* pSrc, int srcStep, Ozr8u* pDst[3], int dstS
     Ozr8u* const cr = pDst[2];
     using RowKernel = void (*)(const uint8_t*, uint8_t*, uint8_t*, uint8_t*, int);
     const RowKernel kernel =
-        cpuHasAvx2() ? (bgr ? color::avx2::ownpj_BGRToYCbCr_JPEG_8u_C3P3R : color::avx2::ownpj_RGBToYCbCr_JPEG_8u_C3P3R)
-                     : (bgr ? cv::ownpj_BGRToYCbCr_JPEG_8u_C3P3R : cv::ownpj_RGBToYCbCr_JPEG_8u_C3P3R);
+        cpuHasAvx512()
+            ? (bgr ? color::avx512::ownpj_BGRToYCbCr_JPEG_8u_C3P3R : color::avx512::ownpj_RGBToYCbCr_JPEG_8u_C3P3R)
+        : cpuHasAvx2()
+            ? (bgr ? color::avx2::ownpj_BGRToYCbCr_JPEG_8u_C3P3R : color::avx2::ownpj_RGBToYCbCr_JPEG_8u_C3P3R)
+            : (bgr ? cv::ownpj_BGRToYCbCr_JPEG_8u_C3P3R : cv::ownpj_RGBToYCbCr_JPEG_8u_C3P3R);
     parallelRows(roi.width, roi.height, [&](int y0, int y1) {
         for (int r = y0; r < y1; ++r)
             kernel(rowPtr(pSrc, srcStep, r), rowPtr(y, dstStep, r), rowPtr(cb, dstStep, r), rowPtr(cr, dstStep, r),
