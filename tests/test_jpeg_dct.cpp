@@ -220,6 +220,10 @@ TEST(FixedPointDct, VectorMatchesScalarOnRandomAndExtremeBlocks) {
                     dct::avx2::fdctQuantLS8u(img.data(), step, a, t);
                     ASSERT_EQ(0, std::memcmp(a, b, sizeof a)) << "AVX2, 8u block " << tag << " step " << step;
                 }
+                if (ozr::cpuHasAvx512()) {
+                    dct::avx512::fdctQuantLS8u(img.data(), step, a, t);
+                    ASSERT_EQ(0, std::memcmp(a, b, sizeof a)) << "AVX-512, 8u block " << tag << " step " << step;
+                }
             }
         }
         // 16s blocks at 2-byte offsets from 16-byte alignment, also in place.

@@ -59,7 +59,7 @@
 // -32768 in the vector conversion.
 //
 // Every kernel has a scalar twin (namespace scalar) which is its definition;
-// the SSSE3 forms (namespace ssse3) and the AVX2 form (namespace avx2) give
+// the SSSE3 forms (namespace ssse3) and the AVX2 and AVX-512 forms give
 // identical results for every input.
 #ifndef OZRJ_JPEG_DCT_H
 #define OZRJ_JPEG_DCT_H
@@ -152,6 +152,11 @@ void fdctQuantLS16u(const uint16_t* src, int srcStep, int16_t* dst, const float*
 namespace avx2 {
 void fdctQuantLS8u(const uint8_t* src, int srcStep, int16_t* dst, const uint16_t* table);
 }  // namespace avx2
+
+// AVX-512 form of the 8u kernel (cpuHasAvx512()).
+namespace avx512 {
+void fdctQuantLS8u(const uint8_t* src, int srcStep, int16_t* dst, const uint16_t* table);
+}  // namespace avx512
 
 }  // namespace dct
 }  // namespace ozr

@@ -23,7 +23,8 @@ OZRAPI OzrStatus ozriDCTQuantFwd8x8_JPEG_16s_C1I(Ozr16s* pSrcDst, const Ozr16u* 
 OZRAPI OzrStatus ozriDCTQuantFwd8x8LS_JPEG_8u16s_C1R(const Ozr8u* pSrc, int srcStep, Ozr16s* pDst,
                                                      const Ozr16u* pQuantFwdTable) {
     if (OzrStatus st = firstFailure(ptr(pSrc), ptr(pDst), step(srcStep), ptr(pQuantFwdTable))) return st;
-    (cpuHasAvx2() ? dct::avx2::fdctQuantLS8u : dct::ssse3::fdctQuantLS8u)(pSrc, srcStep, pDst, pQuantFwdTable);
+    (cpuHasAvx512() ? dct::avx512::fdctQuantLS8u : cpuHasAvx2() ? dct::avx2::fdctQuantLS8u : dct::ssse3::fdctQuantLS8u)(
+        pSrc, srcStep, pDst, pQuantFwdTable);
     return ozrStatusOk;
 }
 
