@@ -11,3 +11,8 @@ else()
 endif()
 find_library(OZRJ_OPENJP2_LIB openjp2 REQUIRED)
 target_link_libraries(${name} PRIVATE ${OZRJ_OPENJP2_LIB})
+# The ozrj program, timed beside the peer programs (file in, PPM out).
+if(TARGET ozrj)
+  target_compile_definitions(${name} PRIVATE OZRJ_TOOL="$<TARGET_FILE:ozrj>")
+  add_dependencies(${name} ozrj)
+endif()

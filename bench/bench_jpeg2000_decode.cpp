@@ -163,6 +163,15 @@ void runProgram(benchmark::State& state, const std::string& cmd) {
     state.counters["MPix/s"] = benchmark::Counter(double(kW) * kH, benchmark::Counter::kIsIterationInvariantRate);
 }
 
+#ifdef OZRJ_TOOL
+// This library's program, the same way: file in, PPM out, one thread.
+void BM_OzrjProgram(benchmark::State& state) {
+    runProgram(state, std::string(OZRJ_TOOL) + " j2k decode " + codestreamPath() +
+                          " /tmp/ozrj_bench_j2k/ozrj.ppm --threads 1 > /dev/null 2>&1");
+}
+BENCHMARK(BM_OzrjProgram)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(2);
+#endif
+
 void BM_OpjDecompressProgram(benchmark::State& state) {
     runProgram(state, "opj_decompress -threads 1 -i " + codestreamPath() + " -o /tmp/ozrj_bench_j2k/opj.ppm > /dev/null 2>&1");
 }

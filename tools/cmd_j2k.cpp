@@ -3,6 +3,7 @@
 
 #include "commands.h"
 #include "j2k_reader.h"
+#include "ozrcore.h"
 
 namespace ozrtool {
 
@@ -40,11 +41,25 @@ bool decodeJ2kFile(const std::string& path, Image* img, std::string* error) {
 }
 
 int cmdJ2kDecode(const std::vector<std::string>& args) {
-    if (args.size() != 2) return fail("usage: ozrj j2k decode IN.j2k OUT.ppm|pgm");
+    std::vector<std::string> files;
+    for (size_t i = 0; i < args.size(); ++i) {
+        if (args[i] == "--threads") {
+            int threads = 0;
+            if (i + 1 >= args.size() || !parseInt(args[i + 1], &threads) || threads < 1)
+                return fail("--threads takes a count of at least 1");
+            ozrSetNumThreads(threads);
+            ++i;
+        } else if (!args[i].empty() && args[i][0] == '-') {
+            return fail("unknown option " + args[i]);
+        } else {
+            files.push_back(args[i]);
+        }
+    }
+    if (files.size() != 2) return fail("usage: ozrj j2k decode IN.j2k OUT.ppm|pgm [--threads N]");
     Image img;
     std::string err;
-    if (!decodeJ2kFile(args[0], &img, &err)) return fail(args[0] + ": " + err);
-    if (!writePnm(args[1], img, &err)) return fail(err);
+    if (!decodeJ2kFile(files[0], &img, &err)) return fail(files[0] + ": " + err);
+    if (!writePnm(files[1], img, &err)) return fail(err);
     return 0;
 }
 

@@ -17,9 +17,6 @@ int fail(const std::string& message) {
     return 1;
 }
 
-namespace {
-
-// Parses an integer option value; false when it is not a whole number.
 bool parseInt(const std::string& s, int* v) {
     char* end = nullptr;
     const long x = std::strtol(s.c_str(), &end, 10);
@@ -27,6 +24,8 @@ bool parseInt(const std::string& s, int* v) {
     *v = static_cast<int>(x);
     return true;
 }
+
+namespace {
 
 bool hasExtension(const std::string& path, const char* ext) {
     const size_t n = std::strlen(ext);

@@ -32,6 +32,9 @@ Image makeScene(int width, int height);
 // Prints "ozrj: message" on stderr and returns 1.
 int fail(const std::string& message);
 
+// Parses an integer option value; false when it is not a whole number.
+bool parseInt(const std::string& s, int* v);
+
 }  // namespace ozrtool
 
 #endif

@@ -19,7 +19,7 @@ int usage(FILE* out) {
                  "usage: ozrj <command> [arguments]\n"
                  "  jpeg encode IN.ppm|pgm OUT.jpg [--quality N] [--subsampling 444|422|420]\n"
                  "                                  [--restart N] [--optimize] [--threads N]\n"
-                 "  j2k decode IN.j2k OUT.ppm|pgm    lossless (reversible 5/3) codestreams\n"
+                 "  j2k decode IN.j2k OUT.ppm|pgm    lossless (reversible 5/3) codestreams [--threads N]\n"
                  "  dxt encode IN.ppm OUT.dds [--format dxt1|dxt3|dxt5|ycocg]\n"
                  "  dxt decode IN.dds OUT.ppm\n"
                  "  tiff pack IN.pgm|ppm OUT.tif      PackBits strips\n"
