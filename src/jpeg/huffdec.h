@@ -246,8 +246,9 @@ OzrStatus decodeBlockDirect(DirectReader& r, Ozr16s* dst, Ozr16s* lastDC,
 // Bytes the fast kernel wants ahead of the position before it starts: a
 // block is at most 64 symbols of 16 + 15 bits (248 data bytes) and the
 // reservoir runs up to 8 data bytes ahead, each data byte at most two source
-// bytes, plus the reservoir's 8-byte loads.  Closer to the end of the data
-// (and at a marker) blocks are decoded by the careful path.
+// bytes, plus the reservoir's 8-byte loads (the 64 bytes tested for 0xFF at
+// the start lie well inside).  Closer to the end of the data (and at a
+// marker) blocks are decoded by the careful path.
 constexpr int kFastMinBytes = 2 * 256 + 16;
 
 // The same kernel built for AVX2 processors (BMI2 shifts); callers test
@@ -277,15 +278,16 @@ OzrStatus blockChecked(const Ozr8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Ozr
 
 // ------------------------------------------------------------ fast kernel
 // The fast kernel reads the data through a 64-bit reservoir kept left-aligned
-// (the next bit is the top bit) and refilled eight bytes at a time.  Beside
-// it runs the careful reader's bookkeeping, reduced to two numbers: `x`, the
-// bits consumed in this block minus the count on entry, and `g`, eight times
-// the data bytes the careful reader has loaded in this block.  Its count is
-// then g - x, and a fill for `need` bits happens exactly when x + need > g,
-// after which g = (x + 32) & ~7 (whole bytes until the count reaches 25 or
-// more).  From g and x the careful reader's final position, buffer and count
-// are rebuilt at the end, so both paths agree without the fast one filling
-// byte by byte.
+// (the next bit is the top bit) and refilled eight bytes at a time, without
+// looking at the bytes while they lie in a window found free of 0xFF when the
+// block starts.  Beside it runs the careful reader's bookkeeping, reduced to
+// two numbers: `x`, the bits consumed in this block minus the count on
+// entry, and `g`, eight times the data bytes the careful reader has loaded in
+// this block.  Its count is then g - x, and a fill for `need` bits happens
+// exactly when x + need > g, after which g = (x + 32) & ~7 (whole bytes until
+// the count reaches 25 or more).  From g and x the careful reader's final
+// position, buffer and count are rebuilt at the end, so both paths agree
+// without the fast one filling byte by byte.
 //
 // The kernel is a template on the build (V: 0 baseline, 1 AVX2) so that each
 // build has its own copy; it is only instantiated in this family's sources.
@@ -351,6 +353,31 @@ __attribute__((noinline)) void carefulBytes(const Ozr8u* src, int n, int pos, ui
     *outBuf = buf & 0xFFFFFFFFu;
 }
 
+// The code length of a fast entry read on its own (the third byte of the
+// little-endian entry): the shift that follows a look-up then waits for one
+// load, not for the load and a shift that extracts the length.  Equal to
+// e >> 16 for a usable entry.
+__attribute__((always_inline)) inline uint32_t fastLength(const uint32_t* fast, uint64_t i) {
+    return reinterpret_cast<const uint8_t*>(fast + i)[2];
+}
+
+// No 0xFF among the 64 bytes from p: the reservoir may then refill from
+// them without looking at each word.  (16-byte vectors in both builds: a
+// 32-byte one would cost the AVX2 build an aligned frame and vzeroupper.)
+template <int V>
+__attribute__((always_inline)) inline bool windowClean(const Ozr8u* p) {
+    const __m128i ff = _mm_set1_epi8(static_cast<char>(0xFF));
+    const __m128i* v = reinterpret_cast<const __m128i*>(p);
+    const __m128i a = _mm_or_si128(_mm_cmpeq_epi8(_mm_loadu_si128(v + 0), ff),
+                                   _mm_cmpeq_epi8(_mm_loadu_si128(v + 1), ff));
+    const __m128i b = _mm_or_si128(_mm_cmpeq_epi8(_mm_loadu_si128(v + 2), ff),
+                                   _mm_cmpeq_epi8(_mm_loadu_si128(v + 3), ff));
+    return _mm_movemask_epi8(_mm_or_si128(a, b)) == 0;
+}
+
+// The bytes the reservoir may take without looking at them.
+constexpr int kWindow = 64;
+
 // Decodes one block from src[pos..len) with the careful reader's buffer and
 // count (0..32) and no marker met.  On success it gives the careful path's
 // position, buffer, count and block position; on false nothing the caller
@@ -363,29 +390,39 @@ __attribute__((always_inline)) inline bool decodeBlock(const Ozr8u* const src, i
                                                        uint64_t* outBuf, int* outCount, int* outPosition) {
     if (pos < 0 || len - pos < kFastMinBytes) return false;
     const Ozr8u* q = src + pos;  // next raw byte for the reservoir
-    // Valid bits are the top nb = lim + 32 - x; the bits below them are
-    // either zero or the raw bytes from q on (what the next fast refill would
-    // put there).  The count itself is not kept: the reservoir holds fewer
-    // than 32 bits exactly when x > lim, which changes only at a refill.
-    uint64_t bb = (buf << 32) << (32 - c0);
+    // Valid bits are the top nb; the bits below them are either zero or the
+    // raw bytes from q on (what the next refill would put there).
+    uint64_t bb;
+    uint64_t nb;  // 0..63
     int x = -c0;           // bits consumed minus c0
-    int lim = -32;         // x + (valid reservoir bits) - 32
     int g = 0;             // 8 x data bytes the careful reader loaded
     bool stuffed = false;  // the reservoir met a stuffed 0xFF 0x00
+    // The common start: the buffer holds the four bytes just before pos (as
+    // this kernel leaves it when no stuffing was near) and the next four are
+    // no 0xFF.  One load then gives the buffered bits and 32 more, and the
+    // start does not wait for the stored buffer: the comparison is only a
+    // branch.
+    bool direct = false;
+    uint64_t w0 = 0;
+    if (__builtin_expect(pos >= 4, 1)) {
+        std::memcpy(&w0, q - 4, 8);
+        w0 = __builtin_bswap64(w0);
+        const uint32_t t0 = ~static_cast<uint32_t>(w0);
+        direct = static_cast<uint32_t>(w0 >> 32) == static_cast<uint32_t>(buf) &&
+                 ((t0 - 0x01010101u) & ~t0 & 0x80808080u) == 0;
+    }
 
     // Tops the reservoir up to at least 56 bits; false at a marker or fill
     // byte (the careful path then takes the block).
     auto refill = [&]() -> bool {
-        int nb = lim + 32 - x;
         uint64_t w;
         std::memcpy(&w, q, 8);
         w = __builtin_bswap64(w);
         const uint64_t t = ~w;
         if (__builtin_expect(((t - 0x0101010101010101ull) & ~t & 0x8080808080808080ull) == 0, 1)) {
             bb |= w >> nb;
-            q += (63 - nb) >> 3;
+            q += (nb ^ 63) >> 3;
             nb |= 56;
-            lim = x + nb - 32;
             return true;
         }
         bb = nb ? bb & (~uint64_t(0) << (64 - nb)) : 0;
@@ -401,18 +438,15 @@ __attribute__((always_inline)) inline bool decodeBlock(const Ozr8u* const src, i
             bb |= b << (56 - nb);
             nb += 8;
         }
-        lim = x + nb - 32;
         return true;
     };
-    // One symbol as symbol | (code length << 16), 0 for a bad code; the
-    // reservoir holds at least 16 bits and the careful fill at the symbol's
-    // start has been stepped.
-    auto symbol = [&](const OzriDecodeHuffmanSpec* t) -> uint32_t {
-        const uint32_t e = t->fast[bb >> 56];
-        if (__builtin_expect(fastEntryUsable(e), 1)) return e;
-        // Long code: the careful search fills at most once (a fill leaves 25
-        // or more bits), at the first length that exceeds its count, and
-        // consumes nothing before it, so only the final length matters.
+    // One long code (the fast entry e is not usable) as symbol | (code
+    // length << 16), 0 for a bad code; the reservoir holds at least 16 bits
+    // and the careful fill at the symbol's start has been stepped.  The
+    // careful search fills at most once (a fill leaves 25 or more bits), at
+    // the first length that exceeds its count, and consumes nothing before
+    // it, so only the final length matters.
+    auto longSymbol = [&](const OzriDecodeHuffmanSpec* t) -> uint32_t {
         const uint32_t bits16 = static_cast<uint32_t>(bb >> 48);
         for (int L = 9; L <= 16; ++L) {
             const uint32_t code = bits16 >> (16 - L);
@@ -428,17 +462,33 @@ __attribute__((always_inline)) inline bool decodeBlock(const Ozr8u* const src, i
     };
 
     zeroBlock<V>(dst);
-    if (!refill()) return false;
+    if (__builtin_expect(direct, 1)) {
+        bb = w0 << (32 - c0);
+        q += 4;
+        nb = static_cast<uint64_t>(c0) + 32;
+    } else {
+        bb = (buf << 32) << (32 - c0);
+        nb = static_cast<uint64_t>(c0);
+        if (!refill()) return false;
+    }
+    // Refills load from below qlim without checking the word.
+    const Ozr8u* const qlim = windowClean<V>(q) ? q + (kWindow - 7) : q;
     carefulFill<V>(x + 8, x, g);
-    uint32_t e = symbol(dc);
-    if (e == 0) return false;
+    uint32_t e = dc->fast[bb >> 56];
+    uint32_t el = fastLength(dc->fast, bb >> 56);  // e's code length
+    if (__builtin_expect(!fastEntryUsable(e), 0)) {
+        e = longSymbol(dc);
+        if (e == 0) return false;
+        el = e >> 16;
+    }
     {
-        const int n = static_cast<int>(e >> 16);
+        const int n = static_cast<int>(el);
         const int s = static_cast<int>(e & 15);
         // Magnitude read: the careful reader fills when the count after the
         // code is below s (s = 0 never fills); then the first AC symbol.
         const int xs = x + n;
         x = xs + s;
+        nb -= static_cast<uint64_t>(n + s);
         carefulFillNext<V>(x, xs, g);
         const uint64_t t = bb << n;
         // s bits sign-extended as extend() does; s = 0 gives 0.
@@ -447,53 +497,112 @@ __attribute__((always_inline)) inline bool decodeBlock(const Ozr8u* const src, i
         dst[0] = static_cast<Ozr16s>(*lastDC + v);
     }
 
+    // Tops the reservoir up to at least 56 bits: unchecked inside the clean
+    // window, else through refill().
+    auto topUp = [&]() __attribute__((always_inline)) -> bool {
+        if (__builtin_expect(q < qlim, 1)) {
+            uint64_t w;
+            std::memcpy(&w, q, 8);
+            bb |= __builtin_bswap64(w) >> nb;
+            q += (nb ^ 63) >> 3;
+            nb |= 56;
+            return true;
+        }
+        return refill();
+    };
+    // AC symbols go in pairs: the first starts with 56 or more bits and
+    // takes at most 31, which leaves the second its look-up and, unless its
+    // code and magnitude are unusually long, all its bits and the next
+    // look-up's 8; then one top-up serves both.  Each look-up is made from
+    // the bits left by the symbol before, not from the top-up.
+    if (!topUp()) return false;
+    // The fast table's own address, so that both look-ups index it directly.
+    const uint32_t* const acFast = ac->fast;
+    e = acFast[bb >> 56];
+    el = fastLength(acFast, bb >> 56);
     size_t j = 0;  // zigzag position of the last coefficient written
-    for (;;) {
-        if (x > lim && !refill()) return false;
-        e = symbol(ac);
-        if (e == 0) return false;
-        const int n = static_cast<int>(e >> 16);
-        const int run = static_cast<int>((e >> 4) & 0xFFFu);
-        const int s = static_cast<int>(e & 15);
+    // 0: next symbol, 1: the block is complete, 2: the careful path decides.
+    auto acSymbol = [&](const bool second) __attribute__((always_inline)) -> int {
+        if (__builtin_expect(!fastEntryUsable(e), 0)) {
+            e = longSymbol(ac);
+            if (e == 0) return 2;
+            el = e >> 16;
+        }
+        const uint32_t n = el;
+        const uint32_t run = (e & 0xFFFFu) >> 4;
+        const uint32_t s = e & 15;
+        if (second && __builtin_expect(nb < n + s + 8, 0)) {
+            if (!topUp()) return 2;
+        }
         const uint64_t t = bb << n;
+        uint64_t rest;  // the reservoir after this symbol, before a top-up
         if (__builtin_expect(s != 0, 1)) {
-            const int xs = x + n;
-            x = xs + s;
-            const int32_t v = magnitude<V>(t, s);
-            bb = t << s;
+            const int xs = x + static_cast<int>(n);
+            x = xs + static_cast<int>(s);
+            nb -= n + s;
+            const int32_t v = magnitude<V>(t, static_cast<int>(s));
+            rest = t << s;
             j += static_cast<size_t>(run) + 1;
-            if (j > 63) return false;  // guard entries and overruns: careful path
-            dst[kZigzag[j]] = static_cast<Ozr16s>(v);
-            if (j == 63) {  // the last position: no symbol follows
+            if (__builtin_expect(j >= 63, 0)) {
+                if (j > 63) return 2;  // guard entries and overruns: careful path
+                dst[63] = static_cast<Ozr16s>(v);  // the last position: no symbol follows
                 carefulFill<V>(x, xs, g);
-                break;
+                bb = rest;
+                return 1;
             }
+            dst[kZigzag[j]] = static_cast<Ozr16s>(v);
             carefulFillNext<V>(x, xs, g);
         } else {
-            x += n;
-            bb = t;
-            if (run < 15) break;  // end of block
+            x += static_cast<int>(n);
+            nb -= n;
+            rest = t;
+            if (run < 15) {  // end of block
+                bb = rest;
+                return 1;
+            }
             j += 16;
-            if (j >= 63) break;
+            if (j >= 63) {
+                bb = rest;
+                return 1;
+            }
             carefulFill<V>(x + 8, x, g);
+        }
+        e = acFast[rest >> 56];
+        el = fastLength(acFast, rest >> 56);
+        bb = rest;
+        if (second && !topUp()) return 2;
+        return 0;
+    };
+    for (;;) {
+        int r = acSymbol(false);
+        if (r == 0) r = acSymbol(true);
+        if (__builtin_expect(r != 0, 0)) {
+            if (r == 2) return false;
+            break;
         }
     }
 
     // With at least 32 bits in the reservoir, every byte the careful reader
     // loaded (its count is at most 32) lies among the bytes the reservoir
     // has checked.
-    if (x > lim && !refill()) return false;
+    if (nb < 32 && q >= qlim && !refill()) return false;
     const int n = g >> 3;  // data bytes the careful reader loaded
     if (__builtin_expect(!stuffed, 1)) {
         // The careful buffer ends with the last four bytes loaded; with fewer
-        // than four loaded, the old buffer's bytes precede them.
-        const int over = (n - 4) & ~((n - 4) >> 31);  // max(n - 4, 0)
-        const int fresh = n - over;                     // min(n, 4)
-        uint32_t w;
-        std::memcpy(&w, src + pos + over, 4);
-        const uint64_t two = (buf << 32) | __builtin_bswap32(w);
+        // than four loaded, the old buffer's bytes precede them, and after a
+        // direct start those are the four bytes before pos.
         *outPos = pos + n;
-        *outBuf = (two >> (32 - 8 * fresh)) & 0xFFFFFFFFu;
+        uint32_t w;
+        if (__builtin_expect(direct, 1)) {
+            std::memcpy(&w, src + pos + n - 4, 4);
+            *outBuf = __builtin_bswap32(w);
+        } else {
+            const int over = (n - 4) & ~((n - 4) >> 31);  // max(n - 4, 0)
+            const int fresh = n - over;                     // min(n, 4)
+            std::memcpy(&w, src + pos + over, 4);
+            const uint64_t two = (buf << 32) | __builtin_bswap32(w);
+            *outBuf = (two >> (32 - 8 * fresh)) & 0xFFFFFFFFu;
+        }
     } else {
         carefulBytes<V>(src, n, pos, buf, outPos, outBuf);
     }
