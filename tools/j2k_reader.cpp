@@ -8,6 +8,8 @@
 #include <memory>
 #include <tuple>
 
+#include <emmintrin.h>
+
 #include "ozrj.h"
 
 namespace {
@@ -585,16 +587,58 @@ struct Decoder {
     }
 };
 
-// Sign-magnitude to two's complement, in place over a w x h region.
+// Sign-magnitude to two's complement, in place over a w x h region: the
+// magnitude with its bits flipped and one added where the sign is set.
 void toSigned(int32_t* p, int stride, int w, int h) {
+    const __m128i magnitude = _mm_set1_epi32(0x7FFFFFFF);
     for (int y = 0; y < h; ++y) {
-        auto* row = reinterpret_cast<uint32_t*>(p + static_cast<size_t>(y) * stride);
-        for (int x = 0; x < w; ++x) {
-            const uint32_t v = row[x];
+        int32_t* row = p + static_cast<size_t>(y) * stride;
+        int x = 0;
+        for (; x + 4 <= w; x += 4) {
+            auto* q = reinterpret_cast<__m128i*>(row + x);
+            const __m128i v = _mm_loadu_si128(q);
+            const __m128i s = _mm_srai_epi32(v, 31);
+            _mm_storeu_si128(q, _mm_sub_epi32(_mm_xor_si128(_mm_and_si128(v, magnitude), s), s));
+        }
+        for (; x < w; ++x) {
+            const uint32_t v = static_cast<uint32_t>(row[x]);
             const int32_t m = static_cast<int32_t>(v & 0x7FFFFFFFu);
-            row[x] = static_cast<uint32_t>((v >> 31) ? -m : m);
+            row[x] = (v >> 31) ? -m : m;
         }
     }
+}
+
+// Whether all of p[0..n) lie within -(1 << 28)..(1 << 28), the range the
+// lifting arithmetic takes without overflow.
+bool withinLiftingRange(const int32_t* p, size_t n) {
+    const __m128i hi = _mm_set1_epi32(1 << 28), lo = _mm_set1_epi32(-(1 << 28));
+    __m128i out = _mm_setzero_si128();
+    size_t i = 0;
+    for (; i + 4 <= n; i += 4) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
+        out = _mm_or_si128(out, _mm_or_si128(_mm_cmpgt_epi32(v, hi), _mm_cmplt_epi32(v, lo)));
+    }
+    bool ok = _mm_movemask_epi8(out) == 0;
+    for (; i < n; ++i) ok = ok && p[i] <= (1 << 28) && p[i] >= -(1 << 28);
+    return ok;
+}
+
+// dst[x] = min(hi, max(lo, src[x] + shift)) for n samples, with lo, hi and
+// shift the output range and offset of a precision of at most 30 bits: the
+// sample is clamped to lo - shift..hi - shift first, which no sum then
+// overflows.
+void clampRow(const int32_t* src, int32_t* dst, int n, int32_t lo, int32_t hi, int32_t shift) {
+    const __m128i vlo = _mm_set1_epi32(lo - shift), vhi = _mm_set1_epi32(hi - shift), vs = _mm_set1_epi32(shift);
+    int x = 0;
+    for (; x + 4 <= n; x += 4) {
+        __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + x));
+        const __m128i below = _mm_cmplt_epi32(v, vlo);
+        v = _mm_or_si128(_mm_and_si128(below, vlo), _mm_andnot_si128(below, v));
+        const __m128i above = _mm_cmpgt_epi32(v, vhi);
+        v = _mm_or_si128(_mm_and_si128(above, vhi), _mm_andnot_si128(above, v));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + x), _mm_add_epi32(v, vs));
+    }
+    for (; x < n; ++x) dst[x] = std::min(hi - shift, std::max(lo - shift, src[x])) + shift;
 }
 
 // Samples of one tile-component, left uninitialised: every sample belongs to
@@ -647,10 +691,8 @@ void reconstructComponent(const CompParams& cp, TileComp& tc, Decoder& dec, Plan
         // Lossless coefficients stay far below this; larger ones (from a
         // damaged stream) would overflow the lifting arithmetic.
         for (int y = 0; y < rh; ++y)
-            for (int x = 0; x < rw; ++x) {
-                const int32_t v = base[static_cast<size_t>(y) * w + x];
-                if (v > (1 << 28) || v < -(1 << 28)) fail("wavelet coefficients out of range");
-            }
+            if (!withinLiftingRange(base + static_cast<size_t>(y) * w, static_cast<size_t>(rw)))
+                fail("wavelet coefficients out of range");
         const OzriRect rect{R.x0, R.y0, rw, rh};
         int bufSize = 0;
         if (ozriWTGetBufSize_B53_JPEG2K_32s_C1IR(&rect, &bufSize) != ozrStatusOk) fail("wavelet buffer query failed");
@@ -730,8 +772,7 @@ void decodeTile(const ImageHeader& ih, const TileParams& mainTp, int tileIndex, 
         const int w = tcs[0].x1 - tcs[0].x0, h = tcs[0].y1 - tcs[0].y0;
         if (w > 0 && h > 0) {
             for (int c = 0; c < 3; ++c)
-                for (int32_t v : planes[c])
-                    if (v > (1 << 28) || v < -(1 << 28)) fail("colour transform input out of range");
+                if (!withinLiftingRange(planes[c].data(), planes[c].n)) fail("colour transform input out of range");
             Ozr32s* pl[3] = {planes[0].data(), planes[1].data(), planes[2].data()};
             if (ozriRCTInv_JPEG2K_32s_P3IR(pl, w * 4, OzriSize{w, h}) != ozrStatusOk)
                 fail("inverse colour transform failed");
@@ -745,11 +786,15 @@ void decodeTile(const ImageHeader& ih, const TileParams& mainTp, int tileIndex, 
         const int64_t lo = cp.isSigned ? -(int64_t(1) << (cp.precision - 1)) : 0;
         const int64_t hi = cp.isSigned ? (int64_t(1) << (cp.precision - 1)) - 1 : (int64_t(1) << cp.precision) - 1;
         const int64_t shift = cp.isSigned ? 0 : int64_t(1) << (cp.precision - 1);
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x) {
-                const int64_t v = std::min(hi, std::max(lo, planes[c][static_cast<size_t>(y) * w + x] + shift));
-                out.samples[static_cast<size_t>(oy + y) * out.width + (ox + x)] = static_cast<int32_t>(v);
+        for (int y = 0; y < h; ++y) {
+            const int32_t* src = planes[c].data() + static_cast<size_t>(y) * w;
+            int32_t* dst = out.samples.data() + static_cast<size_t>(oy + y) * out.width + ox;
+            if (cp.precision <= 30) {
+                clampRow(src, dst, w, static_cast<int32_t>(lo), static_cast<int32_t>(hi), static_cast<int32_t>(shift));
+                continue;
             }
+            for (int x = 0; x < w; ++x) dst[x] = static_cast<int32_t>(std::min(hi, std::max(lo, src[x] + shift)));
+        }
     }
 }
 

@@ -244,6 +244,17 @@ inline uint32_t decode(MqDecoderState& s, int cx) {
 // out-of-line refill never takes the address of a working copy, whose
 // registers then stay in machine registers in the coding passes.  A working
 // copy goes back with copyRegsBack.
+//
+// The coding passes are compiled for the baseline and for AVX2 processors;
+// the functions here get names of their own in each build, so that the
+// linker never joins a baseline caller to an out-of-line copy from the AVX2
+// build.
+#ifdef __AVX2__
+inline namespace regs_avx2 {
+#else
+inline namespace regs_base {
+#endif
+
 struct MqSupply {
     const uint8_t* data;
     int32_t len, pos;
@@ -253,13 +264,41 @@ struct MqSupply {
     uint32_t feeds;    // marker feeds read since loaded
 };
 
+// The word of the context last decided on is kept in a register (lastW) and
+// written to ctx only when a decision on another context follows: a run of
+// decisions on one context then never waits for a store to reach the next
+// load.  ctx[lastCx] may be stale; ctxWord gives the true word of any context.
 struct MqRegs {
     uint64_t c;  // code register in bits 32..63, read-ahead below
     uint32_t a, ct;
     MqSupply* in;
     MqSupply supply;
     uint32_t ctx[kContexts];  // packed context words
+    uint32_t lastW;           // the word of context lastCx
+    int32_t lastCx;
 };
+
+// The word of context cx, without a branch on the context.
+__attribute__((always_inline)) inline uint32_t ctxWord(const MqRegs& r, int cx) {
+    uint32_t w = r.ctx[cx];
+#if defined(__GNUC__) && defined(__x86_64__)
+    __asm__("cmpl %[cx], %[last]\n\t"
+            "cmovel %[lw], %[w]"
+            : [w] "+r"(w)
+            : [cx] "r"(cx), [last] "r"(r.lastCx), [lw] "r"(r.lastW)
+            : "cc");
+#else
+    if (cx == r.lastCx) w = r.lastW;
+#endif
+    return w;
+}
+
+// Context cx takes the word nw; the word in the register goes to memory.
+__attribute__((always_inline)) inline void setCtxWord(MqRegs& r, int cx, uint32_t nw) {
+    r.ctx[r.lastCx] = r.lastW;
+    r.lastCx = cx;
+    r.lastW = nw;
+}
 
 // (A << 16) - (1 << (16 - CT)): the sum of the two senses of the code register.
 inline uint32_t codeSum(uint32_t a16, uint32_t ct) { return a16 - (1u << (ct <= 16 ? 16 - ct : 0)); }
@@ -277,6 +316,8 @@ inline void loadRegs(const MqDecoderState& s, MqRegs* r) {
     r->supply.marker0 = s.marker;
     r->supply.feeds = 0;
     for (int i = 0; i < kContexts; ++i) r->ctx[i] = packedWord(s.index[i] % 47, s.mps[i] & 1);
+    r->lastCx = 0;
+    r->lastW = r->ctx[0];
 }
 
 inline uint32_t byteAtRegs(const MqSupply& r, int32_t i) { return i < r.len ? r.data[i] : 0xFFu; }
@@ -310,8 +351,9 @@ inline void storeRegs(const MqRegs& r, MqDecoderState* s) {
     s->pos = pos;
     s->marker = in.marker0 | (feeds > 0 ? 1u : 0u);
     for (int i = 0; i < kContexts; ++i) {
-        s->index[i] = (r.ctx[i] & 0xFFFFu) >> 1;
-        s->mps[i] = r.ctx[i] & 1u;
+        const uint32_t w = i == r.lastCx ? r.lastW : r.ctx[i];
+        s->index[i] = (w & 0xFFFFu) >> 1;
+        s->mps[i] = w & 1u;
     }
 }
 
@@ -322,12 +364,15 @@ inline void copyRegsBack(const MqRegs& from, MqRegs* to) {
     to->a = from.a;
     to->ct = from.ct;
     for (int i = 0; i < kContexts; ++i) to->ctx[i] = from.ctx[i];
+    to->lastW = from.lastW;
+    to->lastCx = from.lastCx;
 }
 
 inline void resetRegsCtx(MqRegs* r) {
     for (int i = 0; i < kContexts; ++i)
         r->ctx[i] = packedWord(static_cast<uint32_t>(owniInitialCtxIndexes_JPEG2K[i]),
                                static_cast<uint32_t>(owniInitialMPS_JPEG2K[i]));
+    r->lastW = r->ctx[r->lastCx];
 }
 
 // Byte-in of one byte or feed into the 64-bit register (ct + 8 <= 48).
@@ -418,7 +463,7 @@ __attribute__((always_inline)) inline void renormRegs(MqRegs& r, uint32_t a, uin
 }
 
 __attribute__((always_inline)) inline uint32_t decodeRegs(MqRegs& r, int cx) {
-    const uint32_t w = r.ctx[cx];
+    const uint32_t w = ctxWord(r, cx);
     const uint32_t qe = w & 0xFFFF0000u;
     const uint64_t qe64 = static_cast<uint64_t>(qe) << 32;
     const uint32_t mps = w & 1u;
@@ -436,20 +481,20 @@ __attribute__((always_inline)) inline uint32_t decodeRegs(MqRegs& r, int cx) {
         const PackedState& e = kPacked.s[w & 0xFFu];
         if (a < qe) {
             d = mps ^ 1u;
-            r.ctx[cx] = e.nlps;
+            setCtxWord(r, cx, e.nlps);
         } else {
             d = mps;
-            r.ctx[cx] = e.nmps;
+            setCtxWord(r, cx, e.nmps);
         }
     } else {
         // LPS sub-interval.
         const PackedState& e = kPacked.s[w & 0xFFu];
         if (a < qe) {
             d = mps;
-            r.ctx[cx] = e.nmps;
+            setCtxWord(r, cx, e.nmps);
         } else {
             d = mps ^ 1u;
-            r.ctx[cx] = e.nlps;
+            setCtxWord(r, cx, e.nlps);
         }
         a = qe;
     }
@@ -463,7 +508,7 @@ __attribute__((always_inline)) inline uint32_t decodeRegs(MqRegs& r, int cx) {
 // decisions in the low bit-planes, near even odds, where the branch of
 // decodeRegs is often mispredicted.
 __attribute__((always_inline)) inline uint32_t decodeRegsFlat(MqRegs& r, int cx) {
-    const uint32_t w = r.ctx[cx];
+    const uint32_t w = ctxWord(r, cx);
     const uint32_t qe = w & 0xFFFF0000u;
     const uint64_t qe64 = static_cast<uint64_t>(qe) << 32;
     const uint32_t a = r.a - qe;
@@ -487,11 +532,29 @@ __attribute__((always_inline)) inline uint32_t decodeRegsFlat(MqRegs& r, int cx)
 #endif
     // The LPS symbol: the smaller sub-interval was taken (conditional exchange).
     const uint32_t lps = (a < qe ? 1u : 0u) ^ inMps ^ 1u;
-    // The word stays when no renormalisation follows (top bit of na set).
-    r.ctx[cx] = kPackedStep.w[((w & 0xFFu) << 2) | (lps << 1) | (na >> 31)];
+    // The successors of the word are read as soon as the word is known,
+    // beside the comparison, and the new word is picked by conditional
+    // moves: the word stays when no renormalisation follows (top bit of na
+    // set), else it takes its LPS or MPS successor.
+    const PackedState& e = kPacked.s[w & 0xFFu];
+#if defined(__GNUC__) && defined(__x86_64__)
+    uint32_t nw = e.nmps;
+    __asm__("testl %[lps], %[lps]\n\t"
+            "cmovnzl %[nlps], %[nw]\n\t"
+            "testl %[na], %[na]\n\t"
+            "cmovsl %[w], %[nw]"
+            : [nw] "+&r"(nw)
+            : [lps] "r"(lps), [nlps] "rm"(e.nlps), [na] "r"(na), [w] "r"(w)
+            : "cc");
+    setCtxWord(r, cx, nw);
+#else
+    setCtxWord(r, cx, kPackedStep.w[((w & 0xFFu) << 2) | (lps << 1) | (na >> 31)]);
+#endif
     renormRegs(r, na, c);
     return (w & 1u) ^ lps;
 }
+
+}  // inline namespace regs_avx2 / regs_base
 
 // ------------------------------------------------------------------ encoder
 // Termination modes.
