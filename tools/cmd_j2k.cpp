@@ -31,11 +31,22 @@ bool decodeJ2kFile(const std::string& path, Image* img, std::string* error) {
     img->channels = static_cast<int>(n);
     img->maxval = (1 << c0.precision) - 1;
     const int32_t offset = c0.isSigned ? 1 << (c0.precision - 1) : 0;
-    img->samples.resize(size_t(img->width) * img->height * n);
-    for (size_t c = 0; c < n; ++c) {
-        const std::vector<int32_t>& s = j.components[c].samples;
-        for (size_t i = 0; i < s.size(); ++i)
-            img->samples[i * n + c] = static_cast<uint16_t>(std::clamp(s[i] + offset, 0, img->maxval));
+    const size_t pixels = size_t(img->width) * img->height;
+    img->samples.resize(pixels * n);
+    uint16_t* o = img->samples.data();
+    const int32_t maxval = img->maxval;
+    auto sample = [offset, maxval](int32_t v) { return static_cast<uint16_t>(std::clamp(v + offset, 0, maxval)); };
+    if (n == 3) {
+        const int32_t *r = j.components[0].samples.data(), *g = j.components[1].samples.data(),
+                      *b = j.components[2].samples.data();
+        for (size_t i = 0; i < pixels; ++i) {
+            o[3 * i] = sample(r[i]);
+            o[3 * i + 1] = sample(g[i]);
+            o[3 * i + 2] = sample(b[i]);
+        }
+    } else {
+        const int32_t* s = j.components[0].samples.data();
+        for (size_t i = 0; i < pixels; ++i) o[i] = sample(s[i]);
     }
     return true;
 }

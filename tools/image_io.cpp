@@ -112,12 +112,18 @@ bool writePnm(const std::string& path, const Image& img, std::string* error) {
     char head[64];
     const int n = std::snprintf(head, sizeof head, "P%c\n%d %d\n%d\n", img.channels == 1 ? '5' : '6',
                                 img.width, img.height, img.maxval);
-    std::vector<uint8_t> d(head, head + n);
-    const int bps = img.maxval > 255 ? 2 : 1;
-    d.reserve(d.size() + img.samples.size() * bps);
-    for (uint16_t s : img.samples) {
-        if (bps == 2) d.push_back(static_cast<uint8_t>(s >> 8));
-        d.push_back(static_cast<uint8_t>(s));
+    const size_t bps = img.maxval > 255 ? 2 : 1, count = img.samples.size();
+    std::vector<uint8_t> d(size_t(n) + count * bps);
+    std::memcpy(d.data(), head, size_t(n));
+    uint8_t* o = d.data() + n;
+    const uint16_t* s = img.samples.data();
+    if (bps == 2) {
+        for (size_t i = 0; i < count; ++i) {
+            o[2 * i] = static_cast<uint8_t>(s[i] >> 8);
+            o[2 * i + 1] = static_cast<uint8_t>(s[i]);
+        }
+    } else {
+        for (size_t i = 0; i < count; ++i) o[i] = static_cast<uint8_t>(s[i]);
     }
     return writeFileAtomic(path, d, error);
 }

@@ -2,6 +2,7 @@
 #include "j2k_reader.h"
 
 #include <algorithm>
+#include <cmath>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -647,11 +648,27 @@ void clampRow(const int32_t* src, int32_t* dst, int n, int32_t lo, int32_t hi, i
 struct Plane {
     std::unique_ptr<int32_t[]> p;
     size_t n = 0;
+    // Every sample provably within the lifting range (see liftingBoundHolds).
+    bool bounded = false;
     int32_t* data() { return p.get(); }
     int32_t& operator[](size_t i) { return p[i]; }
     int32_t* begin() { return p.get(); }
     int32_t* end() { return p.get() + n; }
 };
+
+// Whether coefficients of at most `magn` magnitude bits keep every input of
+// `levels` inverse 5/3 levels, and their output, within the lifting range.
+// One level in one direction turns a bound B into 2.5B + 1 (even samples
+// take B + (B + 1) / 2, odd ones B plus the floor of the mean of two even
+// ones), so a two-dimensional level into 6.25B + 3.5.  When this holds the
+// samples need no scan; otherwise (damaged or unusual streams) they are
+// scanned.
+bool liftingBoundHolds(int magn, int levels) {
+    const double limit = double(1 << 28);
+    double b = std::ldexp(1.0, magn);
+    for (int k = 0; k < levels && b <= limit; ++k) b = 6.25 * b + 3.5;
+    return b <= limit;
+}
 
 void reconstructComponent(const CompParams& cp, TileComp& tc, Decoder& dec, Plane* out) {
     const int w = tc.x1 - tc.x0, h = tc.y1 - tc.y0;
@@ -660,6 +677,7 @@ void reconstructComponent(const CompParams& cp, TileComp& tc, Decoder& dec, Plan
     out->p.reset(new int32_t[out->n]);
     int32_t* base = out->data();
     const int nl = cp.cs.levels;
+    int maxMagn = 0;
     // Each band goes to its quadrant of the resolution it belongs to; the
     // lower resolutions sit in the top-left corner.
     for (int r = 0; r <= nl; ++r) {
@@ -679,20 +697,23 @@ void reconstructComponent(const CompParams& cp, TileComp& tc, Decoder& dec, Plan
                     continue;
                 }
                 dec.decodeBlock(cb, B, cp.cs.cbStyle, dst, w * 4);
+                maxMagn = std::max(maxMagn, B.magnitudeBits - cb.zeroPlanes);
                 toSigned(dst, w, cb.x1 - cb.x0, cb.y1 - cb.y0);
                 std::vector<uint8_t>().swap(cb.data);
             }
         }
     }
+    out->bounded = liftingBoundHolds(maxMagn, nl);
     for (int r = 1; r <= nl; ++r) {
         const Resolution& R = tc.res[r];
         const int rw = R.x1 - R.x0, rh = R.y1 - R.y0;
         if (rw <= 0 || rh <= 0) continue;
         // Lossless coefficients stay far below this; larger ones (from a
         // damaged stream) would overflow the lifting arithmetic.
-        for (int y = 0; y < rh; ++y)
-            if (!withinLiftingRange(base + static_cast<size_t>(y) * w, static_cast<size_t>(rw)))
-                fail("wavelet coefficients out of range");
+        if (!out->bounded)
+            for (int y = 0; y < rh; ++y)
+                if (!withinLiftingRange(base + static_cast<size_t>(y) * w, static_cast<size_t>(rw)))
+                    fail("wavelet coefficients out of range");
         const OzriRect rect{R.x0, R.y0, rw, rh};
         int bufSize = 0;
         if (ozriWTGetBufSize_B53_JPEG2K_32s_C1IR(&rect, &bufSize) != ozrStatusOk) fail("wavelet buffer query failed");
@@ -772,7 +793,8 @@ void decodeTile(const ImageHeader& ih, const TileParams& mainTp, int tileIndex, 
         const int w = tcs[0].x1 - tcs[0].x0, h = tcs[0].y1 - tcs[0].y0;
         if (w > 0 && h > 0) {
             for (int c = 0; c < 3; ++c)
-                if (!withinLiftingRange(planes[c].data(), planes[c].n)) fail("colour transform input out of range");
+                if (!planes[c].bounded && !withinLiftingRange(planes[c].data(), planes[c].n))
+                    fail("colour transform input out of range");
             Ozr32s* pl[3] = {planes[0].data(), planes[1].data(), planes[2].data()};
             if (ozriRCTInv_JPEG2K_32s_P3IR(pl, w * 4, OzriSize{w, h}) != ozrStatusOk)
                 fail("inverse colour transform failed");
