@@ -1,5 +1,6 @@
 // `ozrj j2k decode`: lossless JPEG2000 codestreams to PGM/PPM.
 #include <algorithm>
+#include <cstdio>
 
 #include "commands.h"
 #include "j2k_reader.h"
@@ -7,9 +8,11 @@
 
 namespace ozrtool {
 
-bool decodeJ2kFile(const std::string& path, Image* img, std::string* error) {
-    J2kImage j;
-    if (j2kDecodeFile(path.c_str(), &j, error) != 0) return false;
+namespace {
+
+// Whether a decoded image can be written as PGM/PPM: one or three components
+// of one size and precision, 1 to 16 bits.
+bool pnmShape(const J2kImage& j, std::string* error) {
     const size_t n = j.components.size();
     if (n != 1 && n != 3) {
         *error = "only 1- or 3-component images can be written as PGM/PPM (" + std::to_string(n) + " components)";
@@ -26,28 +29,45 @@ bool decodeJ2kFile(const std::string& path, Image* img, std::string* error) {
         *error = "sample precision " + std::to_string(c0.precision) + " is not supported";
         return false;
     }
-    img->width = c0.width;
-    img->height = c0.height;
-    img->channels = static_cast<int>(n);
-    img->maxval = (1 << c0.precision) - 1;
+    return true;
+}
+
+// Interleaves the components into out[0..pixels * n), each sample offset to
+// unsigned and clamped to 0..maxval, through put(out + k, value).
+template <class Put>
+void interleave(const J2kImage& j, size_t pixels, Put put) {
+    const J2kComponent& c0 = j.components[0];
+    const int32_t maxval = (1 << c0.precision) - 1;
     const int32_t offset = c0.isSigned ? 1 << (c0.precision - 1) : 0;
-    const size_t pixels = size_t(img->width) * img->height;
-    img->samples.resize(pixels * n);
-    uint16_t* o = img->samples.data();
-    const int32_t maxval = img->maxval;
     auto sample = [offset, maxval](int32_t v) { return static_cast<uint16_t>(std::clamp(v + offset, 0, maxval)); };
-    if (n == 3) {
+    if (j.components.size() == 3) {
         const int32_t *r = j.components[0].samples.data(), *g = j.components[1].samples.data(),
                       *b = j.components[2].samples.data();
         for (size_t i = 0; i < pixels; ++i) {
-            o[3 * i] = sample(r[i]);
-            o[3 * i + 1] = sample(g[i]);
-            o[3 * i + 2] = sample(b[i]);
+            put(3 * i, sample(r[i]));
+            put(3 * i + 1, sample(g[i]));
+            put(3 * i + 2, sample(b[i]));
         }
     } else {
-        const int32_t* s = j.components[0].samples.data();
-        for (size_t i = 0; i < pixels; ++i) o[i] = sample(s[i]);
+        const int32_t* s = c0.samples.data();
+        for (size_t i = 0; i < pixels; ++i) put(i, sample(s[i]));
     }
+}
+
+}  // namespace
+
+bool decodeJ2kFile(const std::string& path, Image* img, std::string* error) {
+    J2kImage j;
+    if (j2kDecodeFile(path.c_str(), &j, error) != 0 || !pnmShape(j, error)) return false;
+    const J2kComponent& c0 = j.components[0];
+    img->width = c0.width;
+    img->height = c0.height;
+    img->channels = static_cast<int>(j.components.size());
+    img->maxval = (1 << c0.precision) - 1;
+    const size_t pixels = size_t(img->width) * img->height;
+    img->samples.resize(pixels * img->channels);
+    uint16_t* o = img->samples.data();
+    interleave(j, pixels, [o](size_t k, uint16_t v) { o[k] = v; });
     return true;
 }
 
@@ -67,10 +87,31 @@ int cmdJ2kDecode(const std::vector<std::string>& args) {
         }
     }
     if (files.size() != 2) return fail("usage: ozrj j2k decode IN.j2k OUT.ppm|pgm [--threads N]");
-    Image img;
+    J2kImage j;
     std::string err;
-    if (!decodeJ2kFile(files[0], &img, &err)) return fail(files[0] + ": " + err);
-    if (!writePnm(files[1], img, &err)) return fail(err);
+    if (j2kDecodeFile(files[0].c_str(), &j, &err) != 0 || !pnmShape(j, &err)) return fail(files[0] + ": " + err);
+
+    // The PNM file straight from the components (what writePnm makes of the
+    // image decodeJ2kFile gives, without that image in between).
+    const J2kComponent& c0 = j.components[0];
+    const int channels = static_cast<int>(j.components.size()), maxval = (1 << c0.precision) - 1;
+    char head[64];
+    const int hn = std::snprintf(head, sizeof head, "P%c\n%d %d\n%d\n", channels == 1 ? '5' : '6', c0.width,
+                                 c0.height, maxval);
+    const size_t pixels = size_t(c0.width) * c0.height, bps = maxval > 255 ? 2 : 1;
+    std::vector<uint8_t> bytes(size_t(hn) + pixels * channels * bps);
+    std::copy(head, head + hn, bytes.begin());
+    uint8_t* o = bytes.data() + hn;
+    if (bps == 2) {
+        interleave(j, pixels, [o](size_t k, uint16_t v) {
+            o[2 * k] = static_cast<uint8_t>(v >> 8);
+            o[2 * k + 1] = static_cast<uint8_t>(v);
+        });
+    } else {
+        interleave(j, pixels, [o](size_t k, uint16_t v) { o[k] = static_cast<uint8_t>(v); });
+    }
+    j = J2kImage();  // the samples are no longer needed while the file is written
+    if (!writeFileAtomic(files[1], bytes, &err)) return fail(err);
     return 0;
 }
 

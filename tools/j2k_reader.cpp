@@ -5,11 +5,13 @@
 #include <cmath>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <tuple>
 
 #include <emmintrin.h>
+#include <sys/mman.h>
 
 #include "ozrj.h"
 
@@ -646,14 +648,11 @@ void clampRow(const int32_t* src, int32_t* dst, int n, int32_t lo, int32_t hi, i
 // exactly one code-block, which either the decoder writes or, when it has no
 // coding pass, is zeroed here.
 struct Plane {
-    std::unique_ptr<int32_t[]> p;
+    J2kSamples p;
     size_t n = 0;
     // Every sample provably within the lifting range (see liftingBoundHolds).
     bool bounded = false;
-    int32_t* data() { return p.get(); }
-    int32_t& operator[](size_t i) { return p[i]; }
-    int32_t* begin() { return p.get(); }
-    int32_t* end() { return p.get() + n; }
+    int32_t* data() { return p.data(); }
 };
 
 // Whether coefficients of at most `magn` magnitude bits keep every input of
@@ -674,7 +673,7 @@ void reconstructComponent(const CompParams& cp, TileComp& tc, Decoder& dec, Plan
     const int w = tc.x1 - tc.x0, h = tc.y1 - tc.y0;
     if (w <= 0 || h <= 0) return;
     out->n = static_cast<size_t>(w) * h;
-    out->p.reset(new int32_t[out->n]);
+    out->p.resize(out->n);
     int32_t* base = out->data();
     const int nl = cp.cs.levels;
     int maxMagn = 0;
@@ -808,6 +807,18 @@ void decodeTile(const ImageHeader& ih, const TileParams& mainTp, int tileIndex, 
         const int64_t lo = cp.isSigned ? -(int64_t(1) << (cp.precision - 1)) : 0;
         const int64_t hi = cp.isSigned ? (int64_t(1) << (cp.precision - 1)) - 1 : (int64_t(1) << cp.precision) - 1;
         const int64_t shift = cp.isSigned ? 0 : int64_t(1) << (cp.precision - 1);
+        if (w <= 0 || h <= 0) continue;
+        if (out.samples.empty() && ox == 0 && oy == 0 && w == out.width && h == out.height && cp.precision <= 30) {
+            // The tile covers the whole component (a single-tile image): the
+            // plane becomes the component's samples.
+            int32_t* p = planes[c].data();
+            for (int y = 0; y < h; ++y)
+                clampRow(p + static_cast<size_t>(y) * w, p + static_cast<size_t>(y) * w, w, static_cast<int32_t>(lo),
+                         static_cast<int32_t>(hi), static_cast<int32_t>(shift));
+            out.samples.swap(planes[c].p);
+            continue;
+        }
+        if (out.samples.empty()) out.samples.assign(static_cast<size_t>(out.width) * out.height, 0);
         for (int y = 0; y < h; ++y) {
             const int32_t* src = planes[c].data() + static_cast<size_t>(y) * w;
             int32_t* dst = out.samples.data() + static_cast<size_t>(oy + y) * out.width + ox;
@@ -923,7 +934,9 @@ void decode(const uint8_t* file, size_t fileSize, J2kImage* img, const J2kOption
         total += int64_t(out.width) * out.height;
         if (total > opt.maxSamples) fail("image too large for this reader's limit");
     }
-    for (auto& c : img->components) c.samples.assign(static_cast<size_t>(c.width) * c.height, 0);
+    // Component samples are allocated by the first tile that writes them (or
+    // taken over from a tile that covers the whole component); what no tile
+    // writes stays zero.
 
     // Tile-parts.
     std::vector<TileData> tiles(static_cast<size_t>(ih.tilesX) * ih.tilesY);
@@ -969,9 +982,26 @@ void decode(const uint8_t* file, size_t fileSize, J2kImage* img, const J2kOption
         decodeTile(ih, mainTp, static_cast<int>(t), td, img, dec);
         std::vector<uint8_t>().swap(td.bytes);
     }
+    for (auto& c : img->components)
+        if (c.samples.empty()) c.samples.assign(static_cast<size_t>(c.width) * c.height, 0);
 }
 
 }  // namespace
+
+void* j2kAllocatePlane(size_t bytes) {
+    constexpr size_t kHuge = size_t(2) << 20;
+    if (bytes < 2 * kHuge) {
+        if (void* p = std::malloc(bytes ? bytes : 1)) return p;
+        throw std::bad_alloc();
+    }
+    const size_t rounded = (bytes + kHuge - 1) & ~(kHuge - 1);
+    void* p = std::aligned_alloc(kHuge, rounded);
+    if (!p) throw std::bad_alloc();
+    madvise(p, rounded, MADV_HUGEPAGE);  // a hint: without huge pages nothing changes
+    return p;
+}
+
+void j2kFreePlane(void* p) noexcept { std::free(p); }
 
 int j2kDecodeMemory(const uint8_t* data, size_t size, J2kImage* out, std::string* error, const J2kOptions* options) {
     const J2kOptions opt = options ? *options : J2kOptions();
@@ -999,6 +1029,14 @@ int j2kDecodeFile(const char* path, J2kImage* out, std::string* error, const J2k
         return -1;
     }
     std::vector<uint8_t> bytes;
+    // One read of the whole file when its size is known, else in chunks.
+    if (std::fseek(f, 0, SEEK_END) == 0) {
+        const long size = std::ftell(f);
+        if (size > 0 && std::fseek(f, 0, SEEK_SET) == 0) {
+            bytes.resize(static_cast<size_t>(size));
+            bytes.resize(std::fread(bytes.data(), 1, bytes.size(), f));
+        }
+    }
     uint8_t chunk[65536];
     size_t n;
     while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0) bytes.insert(bytes.end(), chunk, chunk + n);

@@ -13,8 +13,41 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <string>
 #include <vector>
+
+// Allocator of sample planes.  Blocks of 4 MiB and more are 2 MiB-aligned and
+// marked for transparent huge pages, which spares the tens of thousands of
+// page faults a 4K image's planes would otherwise take; elements are
+// default-initialised, so a plane sized with resize() is not zero-filled
+// (use assign(n, 0) where zeros are needed).
+void* j2kAllocatePlane(size_t bytes);  // throws std::bad_alloc
+void j2kFreePlane(void* p) noexcept;
+
+template <class T>
+struct J2kPlaneAllocator {
+    using value_type = T;
+    J2kPlaneAllocator() = default;
+    template <class U>
+    J2kPlaneAllocator(const J2kPlaneAllocator<U>&) noexcept {}
+    T* allocate(size_t n) { return static_cast<T*>(j2kAllocatePlane(n * sizeof(T))); }
+    void deallocate(T* p, size_t) noexcept { j2kFreePlane(p); }
+    template <class U>
+    void construct(U* p) noexcept {
+        ::new (static_cast<void*>(p)) U;
+    }
+    template <class U, class... A>
+    void construct(U* p, A&&... a) {
+        ::new (static_cast<void*>(p)) U(static_cast<A&&>(a)...);
+    }
+    template <class U>
+    bool operator==(const J2kPlaneAllocator<U>&) const noexcept { return true; }
+    template <class U>
+    bool operator!=(const J2kPlaneAllocator<U>&) const noexcept { return false; }
+};
+
+using J2kSamples = std::vector<int32_t, J2kPlaneAllocator<int32_t>>;
 
 struct J2kComponent {
     int width = 0;   // samples per row at the component's resolution
@@ -22,7 +55,7 @@ struct J2kComponent {
     int precision = 0;
     bool isSigned = false;
     int dx = 1, dy = 1;             // sub-sampling factors
-    std::vector<int32_t> samples;   // width * height, row-major
+    J2kSamples samples;             // width * height, row-major
 };
 
 struct J2kImage {
