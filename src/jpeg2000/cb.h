@@ -251,13 +251,14 @@ inline uint16_t* entry(const Block& b, uint16_t* col, int k) { return col + (k >
 
 // Marks sample (stripe row k) significant and tells its eight neighbours,
 // without a branch on the row (hard to predict): the row's entry of the
-// neighbour table gives the places and flags.
-inline void setSignificant(const Block& b, uint16_t* f, int k, uint32_t neg) {
+// neighbour table gives the places and flags.  own: more bits for its own
+// entry.
+inline void setSignificant(const Block& b, uint16_t* f, int k, uint32_t neg, uint16_t own = 0) {
     const NeighbourFlags& u = b.nb[k];
     const uint16_t negative = static_cast<uint16_t>(0u - neg);
     uint16_t* g = f + u.in;
     uint16_t* o = f + u.out;
-    f[0] |= kSig;
+    f[0] |= static_cast<uint16_t>(kSig | own);
     f[-2] |= static_cast<uint16_t>(kE | (kENeg & negative));
     f[2] |= static_cast<uint16_t>(kW | (kWNeg & negative));
     g[0] |= static_cast<uint16_t>(u.inSig | (u.inNeg & negative));
@@ -430,6 +431,75 @@ __attribute__((always_inline)) inline bool spSample(const Block& b, mq::MqRegs& 
 // next column.
 constexpr uint64_t kLater[4] = {0x32, 0x74, 0xE8, 0xC0};
 
+// What a sample of stripe row k that became significant gives the entry of
+// the sample delta places later in the scan of its 16 columns (delta 0..7,
+// nothing past that): the row below gets N, the next column's rows k-1, k,
+// k+1 get SW, W and NW; significance in the low half, the sign flag a
+// negative sample adds in the high half.
+struct LaterFlags {
+    uint32_t v[4][8];
+};
+
+constexpr LaterFlags buildLaterFlags() {
+    LaterFlags t{};
+    for (int k = 0; k < 4; ++k) {
+        if (k < 3) t.v[k][1] = kN | (uint32_t(kNNeg) << 16);
+        if (k > 0) t.v[k][3] = kSW;
+        t.v[k][4] = kW | (uint32_t(kWNeg) << 16);
+        if (k < 3) t.v[k][5] = kNW;
+    }
+    return t;
+}
+
+inline constexpr LaterFlags kLaterFlags = buildLaterFlags();
+
+// The significance propagation of one full stripe over up to 16 columns
+// (col: their first entry, dr: their destination; sel: the candidates at the
+// start, insig: the insignificant samples).  After a sample became
+// significant the next candidate (often its neighbour) is read before the
+// neighbour updates are stored, and what this sample gives it is added in
+// registers: its context then waits neither for the sign decision nor for
+// the stores.
+__attribute__((always_inline)) inline void sigPropStripe(const Block& b, mq::MqRegs& m, const int32_t* zc,
+                                                         uint32_t one, uint16_t* col, const std::ptrdiff_t* off,
+                                                         uint32_t* const* dr, uint64_t sel, uint64_t insig) {
+    int i = __builtin_ctzll(sel);
+    sel &= sel - 1;
+    uint16_t* f = col + 2 * (i >> 2) + off[i & 3];
+    uint32_t fl = *f;
+    int cx = zc[fl & kNeighbours];
+    for (;;) {
+        const int k = i & 3;
+        if (mq::decodeRegsFlat(m, cx)) {
+            sel |= (kLater[k] << (i & ~3)) & insig;
+            const uint32_t neg = decodeSign(m, static_cast<uint16_t>(fl));
+            dr[k][i >> 2] |= one | (neg << 31);
+            if (!sel) {
+                setSignificant(b, f, k, neg, kVisit);
+                break;
+            }
+            const int in = __builtin_ctzll(sel);
+            sel &= sel - 1;
+            uint16_t* const fn = col + 2 * (in >> 2) + off[in & 3];
+            const uint32_t later = kLaterFlags.v[k][std::min(in - i, 7)];
+            const uint32_t fln = *fn | (later & kNeighbours);
+            cx = zc[fln & kNeighbours];
+            setSignificant(b, f, k, neg, kVisit);
+            fl = fln | ((later >> 16) & (0u - neg));
+            i = in;
+            f = fn;
+        } else {
+            *f |= kVisit;
+            if (!sel) break;
+            i = __builtin_ctzll(sel);
+            sel &= sel - 1;
+            f = col + 2 * (i >> 2) + off[i & 3];
+            fl = *f;
+            cx = zc[fl & kNeighbours];
+        }
+    }
+}
+
 // kSelected: the caller knows the sample is significant and not visited.
 template <bool kRaw, bool kSelected = false>
 __attribute__((always_inline)) inline void mrSample(mq::MqRegs& m, RawReader& rr, uint32_t one, uint16_t* f,
@@ -473,6 +543,11 @@ void sigProp(const Block& blk, mq::MqRegs& mq, RawReader& rr, const int32_t* zc,
                 uint64_t insig;
                 uint64_t sel = candidateMask(col, b.rs, std::min(16, b.w - x0), &insig);
                 if (!sel) continue;
+                if constexpr (!kRaw) {
+                    uint32_t* const drx[4] = {dr[0] + x0, dr[1] + x0, dr[2] + x0, dr[3] + x0};
+                    sigPropStripe(b, m, zc, one, col, off, drx, sel, insig);
+                    continue;
+                }
                 do {
                     const int i = __builtin_ctzll(sel);
                     sel &= sel - 1;
