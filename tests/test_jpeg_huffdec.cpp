@@ -602,6 +602,30 @@ TEST(DecodeFastKernel, MatchesCarefulOnRandomAndAdversarialStreams) {
         compareOnce(d, int(d.size()), rng.range(0, 3), rng.u32(), rng.range(0, 32), 0,
                     static_cast<int16_t>(rng.u32()), dc, ac, &np, &nb, &nc, &st);
     }
+    // A record whose symbols are not bytes (runs from 16 up, with and
+    // without a size) or are common ones in other places: the fast kernel
+    // reads the run, the size and the end of block from the entry itself.
+    for (int iter = 0; iter < 100; ++iter) {
+        OzriDecodeHuffmanSpec odd = ac;
+        auto oddSymbol = [&](uint32_t sym) -> uint32_t {
+            switch (rng.range(0, 3)) {
+                case 0: return sym;
+                case 1: return static_cast<uint32_t>(rng.range(0, 0xFFF)) << 4;  // no size
+                case 2: return static_cast<uint32_t>(rng.range(0, 0xFFFF));
+                default: return rng.range(0, 1) ? 0xF0u : 0u;
+            }
+        };
+        for (uint32_t& e : odd.fast)
+            if (e) e = (e & 0xFFFF0000u) | oddSymbol(e & 0xFFFFu);
+        for (uint16_t& sym : odd.symbols) sym = static_cast<uint16_t>(oddSymbol(sym));
+        std::vector<uint8_t> d(rng.range(hd::kFastMinBytes, 2 * hd::kFastMinBytes));
+        for (uint8_t& b : d) b = static_cast<uint8_t>(rng.u32() % 255);  // 0xFF rarely: long runs of blocks
+        int np, nc;
+        uint64_t nb;
+        OzrStatus st;
+        compareOnce(d, int(d.size()), rng.range(4, 7), rng.u32(), rng.range(0, 32), 0,
+                    static_cast<int16_t>(rng.u32()), dc, odd, &np, &nb, &nc, &st);
+    }
 }
 
 TEST(DecodeFastKernel, MatchesCarefulAroundRestartMarkers) {

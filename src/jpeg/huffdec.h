@@ -37,6 +37,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include <emmintrin.h>
 
@@ -68,7 +69,22 @@ namespace huffdec {
 // Zigzag position -> natural index, with eight guard entries of 63 so that a
 // run overshooting by up to eight positions lands in coefficient 63.
 constexpr int kZigzagLen = 72;
-extern const uint8_t kZigzag[kZigzagLen];
+inline constexpr uint8_t kZigzag[kZigzagLen] = {
+    0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48, 41, 34,
+    27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23, 30, 37, 44, 51,
+    58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63, 63, 63, 63, 63, 63, 63, 63, 63};
+// kZigzag[k] at [16 k] for k 0..62 (zero between): the fast kernel keeps
+// 16 times its zigzag position, to which a symbol's run adds without a shift.
+constexpr int kZigzag16Len = 63 * 16;
+struct Zigzag16 {
+    uint8_t at[kZigzag16Len];
+};
+constexpr Zigzag16 makeZigzag16() {
+    Zigzag16 z{};
+    for (int k = 0; k < 63; ++k) z.at[16 * k] = kZigzag[k];
+    return z;
+}
+inline constexpr Zigzag16 kZigzag16 = makeZigzag16();
 
 // Fills a decoder table record from BITS/HUFFVAL (no pointer checks).
 OzrStatus specInit(const Ozr8u* bits, const Ozr8u* vals, OzriDecodeHuffmanSpec* tbl);
@@ -361,22 +377,24 @@ __attribute__((always_inline)) inline uint32_t fastLength(const uint32_t* fast, 
     return reinterpret_cast<const uint8_t*>(fast + i)[2];
 }
 
-// No 0xFF among the 64 bytes from p: the reservoir may then refill from
-// them without looking at each word.  (16-byte vectors in both builds: a
+// The limit below which the reservoir may load eight bytes from p on
+// without looking at them: up to the first 0xFF among the 64 bytes from p
+// (the 64th counts as one), so that a block rarely meets a checked load.
+// Where the limit lies changes no result: a checked load of clean bytes
+// does what the unchecked one does.  (16-byte vectors in both builds: a
 // 32-byte one would cost the AVX2 build an aligned frame and vzeroupper.)
 template <int V>
-__attribute__((always_inline)) inline bool windowClean(const Ozr8u* p) {
+__attribute__((always_inline)) inline const Ozr8u* windowLimit(const Ozr8u* p) {
     const __m128i ff = _mm_set1_epi8(static_cast<char>(0xFF));
     const __m128i* v = reinterpret_cast<const __m128i*>(p);
-    const __m128i a = _mm_or_si128(_mm_cmpeq_epi8(_mm_loadu_si128(v + 0), ff),
-                                   _mm_cmpeq_epi8(_mm_loadu_si128(v + 1), ff));
-    const __m128i b = _mm_or_si128(_mm_cmpeq_epi8(_mm_loadu_si128(v + 2), ff),
-                                   _mm_cmpeq_epi8(_mm_loadu_si128(v + 3), ff));
-    return _mm_movemask_epi8(_mm_or_si128(a, b)) == 0;
+    auto mask = [&](int i) {
+        return static_cast<uint64_t>(static_cast<uint32_t>(
+            _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_loadu_si128(v + i), ff))));
+    };
+    const uint64_t m = mask(0) | (mask(1) << 16) | (mask(2) << 32) | (mask(3) << 48);
+    const int first = __builtin_ctzll(m | (uint64_t(1) << 63));
+    return p + (first > 7 ? first - 7 : 0);
 }
-
-// The bytes the reservoir may take without looking at them.
-constexpr int kWindow = 64;
 
 // Decodes one block from src[pos..len) with the careful reader's buffer and
 // count (0..32) and no marker met.  On success it gives the careful path's
@@ -462,6 +480,12 @@ __attribute__((always_inline)) inline bool decodeBlock(const Ozr8u* const src, i
     };
 
     zeroBlock<V>(dst);
+    // Blocks are usually stored one after another: ask for the lines four
+    // blocks on for writing, so that zeroing them later does not wait for
+    // the memory (a hint only; any address is harmless).
+    const uintptr_t ahead = reinterpret_cast<uintptr_t>(dst) + 4 * sizeof(Ozr16s[64]);
+    __builtin_prefetch(reinterpret_cast<const void*>(ahead), 1, 3);
+    __builtin_prefetch(reinterpret_cast<const void*>(ahead + 64), 1, 3);
     if (__builtin_expect(direct, 1)) {
         bb = w0 << (32 - c0);
         q += 4;
@@ -472,8 +496,9 @@ __attribute__((always_inline)) inline bool decodeBlock(const Ozr8u* const src, i
         if (!refill()) return false;
     }
     // Refills load from below qlim without checking the word.
-    const Ozr8u* const qlim = windowClean<V>(q) ? q + (kWindow - 7) : q;
+    const Ozr8u* const qlim = windowLimit<V>(q);
     carefulFill<V>(x + 8, x, g);
+    Ozr16s dcValue;  // the new DC (the AC coefficients never land on dst[0])
     uint32_t e = dc->fast[bb >> 56];
     uint32_t el = fastLength(dc->fast, bb >> 56);  // e's code length
     if (__builtin_expect(!fastEntryUsable(e), 0)) {
@@ -491,10 +516,13 @@ __attribute__((always_inline)) inline bool decodeBlock(const Ozr8u* const src, i
         nb -= static_cast<uint64_t>(n + s);
         carefulFillNext<V>(x, xs, g);
         const uint64_t t = bb << n;
-        // s bits sign-extended as extend() does; s = 0 gives 0.
-        const int32_t v = s ? magnitude<V>(t, s) : 0;
+        // s bits sign-extended as extend() does; s = 0 gives 0 by masking
+        // out what magnitude() makes of it, without a branch (a zero
+        // difference is common and unpredictable).
+        const int32_t v = magnitude<V>(t, s) & -static_cast<int32_t>(s != 0);
         bb = t << s;
-        dst[0] = static_cast<Ozr16s>(*lastDC + v);
+        dcValue = static_cast<Ozr16s>(*lastDC + v);
+        dst[0] = dcValue;
     }
 
     // Tops the reservoir up to at least 56 bits: unchecked inside the clean
@@ -510,77 +538,85 @@ __attribute__((always_inline)) inline bool decodeBlock(const Ozr8u* const src, i
         }
         return refill();
     };
-    // AC symbols go in pairs: the first starts with 56 or more bits and
-    // takes at most 31, which leaves the second its look-up and, unless its
-    // code and magnitude are unusually long, all its bits and the next
-    // look-up's 8; then one top-up serves both.  Each look-up is made from
-    // the bits left by the symbol before, not from the top-up.
-    if (!topUp()) return false;
+    // AC symbols go in pairs with one top-up (see acSymbol).  Each look-up
+    // is made from the bits left by the symbol before, not from the top-up
+    // (which only appends bits below them), the first one too unless the
+    // DC left fewer than 8 bits.
     // The fast table's own address, so that both look-ups index it directly.
     const uint32_t* const acFast = ac->fast;
-    e = acFast[bb >> 56];
-    el = fastLength(acFast, bb >> 56);
-    size_t j = 0;  // zigzag position of the last coefficient written
-    // 0: next symbol, 1: the block is complete, 2: the careful path decides.
-    auto acSymbol = [&](const bool second) __attribute__((always_inline)) -> int {
-        if (__builtin_expect(!fastEntryUsable(e), 0)) {
+    if (__builtin_expect(nb >= 8, 1)) {
+        e = acFast[bb >> 56];
+        el = fastLength(acFast, bb >> 56);
+        if (!topUp()) return false;
+    } else {
+        if (!topUp()) return false;
+        e = acFast[bb >> 56];
+        el = fastLength(acFast, bb >> 56);
+    }
+    uint32_t j16 = 0;  // 16 times the zigzag position of the last coefficient written
+    // One AC symbol: 0: next symbol, 1: the block is complete, 2: the
+    // careful path decides.  A fast entry takes at most 8 + 15 bits and its
+    // successor's look-up 8 more, so after a top-up (56 or more bits) a
+    // pair of them needs no test; a long code tests before it reads, and
+    // as the first of a pair tops up behind itself for the second.
+    auto acSymbol = [&](const bool second, auto longCode) __attribute__((always_inline)) -> int {
+        constexpr bool Long = decltype(longCode)::value;
+        if (Long) {
             e = longSymbol(ac);
             if (e == 0) return 2;
             el = e >> 16;
         }
         const uint32_t n = el;
-        const uint32_t run = (e & 0xFFFFu) >> 4;
         const uint32_t s = e & 15;
-        if (second && __builtin_expect(nb < n + s + 8, 0)) {
+        if (Long && __builtin_expect(nb < n + s + 8, 0)) {
             if (!topUp()) return 2;
         }
         const uint64_t t = bb << n;
-        uint64_t rest;  // the reservoir after this symbol, before a top-up
-        if (__builtin_expect(s != 0, 1)) {
-            const int xs = x + static_cast<int>(n);
-            x = xs + static_cast<int>(s);
-            nb -= n + s;
-            const int32_t v = magnitude<V>(t, static_cast<int>(s));
-            rest = t << s;
-            j += static_cast<size_t>(run) + 1;
-            if (__builtin_expect(j >= 63, 0)) {
-                if (j > 63) return 2;  // guard entries and overruns: careful path
-                dst[63] = static_cast<Ozr16s>(v);  // the last position: no symbol follows
-                carefulFill<V>(x, xs, g);
-                bb = rest;
-                return 1;
-            }
-            dst[kZigzag[j]] = static_cast<Ozr16s>(v);
+        // The common symbol, a coefficient before the last position, takes
+        // one test; s = 0 (end of block, sixteen zeros) and the last
+        // position are told apart behind it.
+        const uint32_t nj16 = j16 + (e & 0xFFF0u) + 16u;  // the run and this coefficient
+        const int xs = x + static_cast<int>(n);
+        x = xs + static_cast<int>(s);
+        nb -= n + s;
+        const uint64_t rest = t << s;  // the reservoir after this symbol, before a top-up
+        if (__builtin_expect((static_cast<int32_t>(s - 1) | (63 * 16 - 1 - static_cast<int32_t>(nj16))) >= 0, 1)) {
+            j16 = nj16;
+            dst[kZigzag16.at[j16]] = static_cast<Ozr16s>(magnitude<V>(t, static_cast<int>(s)));
             carefulFillNext<V>(x, xs, g);
+        } else if (s != 0) {
+            if (nj16 > 63 * 16) return 2;  // guard entries and overruns: careful path
+            j16 = nj16;
+            dst[63] = static_cast<Ozr16s>(magnitude<V>(t, static_cast<int>(s)));  // no symbol follows
+            carefulFill<V>(x, xs, g);
+            bb = rest;
+            return 1;
         } else {
-            x += static_cast<int>(n);
-            nb -= n;
-            rest = t;
-            if (run < 15) {  // end of block
-                bb = rest;
-                return 1;
-            }
-            j += 16;
-            if (j >= 63) {
-                bb = rest;
-                return 1;
-            }
+            bb = rest;
+            if ((e & 0xFFFFu) < 0xF0u) return 1;  // end of block
+            j16 += 16 * 16;  // sixteen zeros (any run from 15 on)
+            if (j16 >= 63 * 16) return 1;
             carefulFill<V>(x + 8, x, g);
         }
         e = acFast[rest >> 56];
         el = fastLength(acFast, rest >> 56);
         bb = rest;
-        if (second && !topUp()) return 2;
+        if ((second || Long) && !topUp()) return 2;
         return 0;
     };
+    auto acNext = [&](const bool second) __attribute__((always_inline)) -> int {
+        if (__builtin_expect(!fastEntryUsable(e), 0)) return acSymbol(second, std::true_type());
+        return acSymbol(second, std::false_type());
+    };
     for (;;) {
-        int r = acSymbol(false);
-        if (r == 0) r = acSymbol(true);
+        int r = acNext(false);
+        if (r == 0) r = acNext(true);
         if (__builtin_expect(r != 0, 0)) {
             if (r == 2) return false;
             break;
         }
     }
+    const size_t j = j16 >> 4;
 
     // With at least 32 bits in the reservoir, every byte the careful reader
     // loaded (its count is at most 32) lies among the bytes the reservoir
@@ -606,7 +642,7 @@ __attribute__((always_inline)) inline bool decodeBlock(const Ozr8u* const src, i
     } else {
         carefulBytes<V>(src, n, pos, buf, outPos, outBuf);
     }
-    *lastDC = dst[0];  // the AC coefficients never land on dst[0]
+    *lastDC = dcValue;
     *outCount = g - x;
     *outPosition = static_cast<int>(j) + 1;
     return true;
