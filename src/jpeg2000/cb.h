@@ -239,13 +239,6 @@ struct Stripe {
     }
 };
 
-// The four entries of a stripe column OR-ed together (read as 16-bit
-// entries: the neighbour updates just stored are 16-bit, and wider loads
-// would stall on them).
-inline uint32_t columnFlags(const Block& b, const uint16_t* col) {
-    return static_cast<uint32_t>(col[0] | col[1] | col[b.rs] | col[b.rs + 1]);
-}
-
 // Entry of stripe row k (0..3) in the column whose row 0 entry is col.
 inline uint16_t* entry(const Block& b, uint16_t* col, int k) { return col + (k >> 1) * b.rs + (k & 1); }
 
@@ -389,6 +382,64 @@ __attribute__((always_inline)) inline uint64_t candidates16(const uint16_t* col,
         z |= scanBits(laneTest<Select::kInsignificant>(x0), laneTest<Select::kInsignificant>(x1)) << (16 * q);
     }
     *insig = z;
+    return m;
+}
+
+// The cleanup's selection (the samples to code, returned; the visited bits
+// of the entries read are cleared) and, in the same reading, the quiet
+// samples: to code, with no significant neighbour.
+__attribute__((always_inline)) inline uint64_t uncodedPairs(uint16_t* col, int rs, int n, uint64_t* quiet) {
+    constexpr uint64_t kLanes = 0x0001000100010001ull;
+    constexpr uint64_t kNotVisited = ~(uint64_t(kVisit) * kLanes);
+    constexpr uint64_t kQuietBits = uint64_t(kSig | kVisit | kNeighbours) * kLanes;
+    uint64_t m = 0, z = 0;
+    for (int c = 0; c < n; c += 2) {
+        uint64_t x0, x1;
+        std::memcpy(&x0, col + 2 * c, 8);
+        std::memcpy(&x1, col + rs + 2 * c, 8);
+        const uint64_t y0 = x0 & kNotVisited, y1 = x1 & kNotVisited;
+        std::memcpy(col + 2 * c, &y0, 8);
+        std::memcpy(col + rs + 2 * c, &y1, 8);
+        // A lane of x & kQuietBits plus 0x7FFF reaches bit 15 (and no further)
+        // when it is not zero.
+        const uint64_t q0 = ~(((x0 & kQuietBits) + 0x7FFF * kLanes) >> 15) & kLanes;
+        const uint64_t q1 = ~(((x1 & kQuietBits) + 0x7FFF * kLanes) >> 15) & kLanes;
+        const uint64_t g = (laneBits<Select::kUncoded>(x0) * 0x0001000200100020ull) |
+                           (laneBits<Select::kUncoded>(x1) * 0x0004000800400080ull);
+        const uint64_t h = (q0 * 0x0001000200100020ull) | (q1 * 0x0004000800400080ull);
+        m |= ((g >> 48) & 0xFFu) << (4 * c);
+        z |= ((h >> 48) & 0xFFu) << (4 * c);
+    }
+    *quiet = z;
+    return m;
+}
+
+// uncodedPairs on 16 columns, eight entries at a time.
+__attribute__((always_inline)) inline uint64_t uncoded16(uint16_t* col, int rs, uint64_t* quiet) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i quietBits = _mm_set1_epi16(static_cast<short>(kSig | kVisit | kNeighbours));
+    uint64_t m = 0, z = 0;
+    for (int q = 0; q < 4; ++q) {
+        __m128i* p0 = reinterpret_cast<__m128i*>(col + 8 * q);
+        __m128i* p1 = reinterpret_cast<__m128i*>(col + rs + 8 * q);
+        const __m128i x0 = _mm_loadu_si128(p0), x1 = _mm_loadu_si128(p1);
+        const __m128i notVisited = _mm_set1_epi16(static_cast<short>(~kVisit));
+        _mm_storeu_si128(p0, _mm_and_si128(x0, notVisited));
+        _mm_storeu_si128(p1, _mm_and_si128(x1, notVisited));
+        m |= scanBits(laneTest<Select::kUncoded>(x0), laneTest<Select::kUncoded>(x1)) << (16 * q);
+        z |= scanBits(_mm_cmpeq_epi16(_mm_and_si128(x0, quietBits), zero),
+                      _mm_cmpeq_epi16(_mm_and_si128(x1, quietBits), zero))
+             << (16 * q);
+    }
+    *quiet = z;
+    return m;
+}
+
+inline uint64_t uncodedMask(uint16_t* col, int rs, int n, uint64_t* quiet) {
+    if (n == 16) return uncoded16(col, rs, quiet);
+    const uint64_t keep = (uint64_t(1) << (4 * n)) - 1;
+    const uint64_t m = uncodedPairs(col, rs, n, quiet) & keep;
+    *quiet &= keep;
     return m;
 }
 
@@ -608,19 +659,48 @@ inline void cleanup(const Block& blk, mq::MqRegs& mq, const int32_t* zc, uint32_
         }
         // The samples to code are known at the start (only a sample's own
         // decision makes it significant); a column of four of them without
-        // a significant neighbour (known only when reached) is in run-length
-        // mode.
+        // a significant neighbour is in run-length mode.  Which columns are
+        // is known at the start too, but for those after a column in which
+        // a sample becomes significant (it gives them W flags).
         for (int x0 = 0; x0 < b.w; x0 += 16, col += 32) {
-            uint64_t sel = stripeMask<Select::kUncoded>(col, b.rs, std::min(16, b.w - x0));
-            // Row 0 bits of the columns with four samples to code.
-            const uint64_t full = sel & (sel >> 1) & (sel >> 2) & (sel >> 3) & 0x1111111111111111ull;
+            uint64_t q;
+            uint64_t sel = uncodedMask(col, b.rs, std::min(16, b.w - x0), &q);
+            // Row 0 bits of the quiet columns.
+            uint64_t run = q & (q >> 1) & (q >> 2) & (q >> 3) & 0x1111111111111111ull;
             while (sel) {
-                const int i = __builtin_ctzll(sel);
+                int i = __builtin_ctzll(sel);
+                if ((run >> i) & 1u) {
+                    // Run-length mode: four quiet samples.  While the MPS is
+                    // 0 and the decisions stay in the MPS sub-interval with
+                    // no renormalisation (the context word does not change),
+                    // consecutive quiet columns go by with the registers and
+                    // Qe in hand.
+                    const uint32_t w = mq::ctxWord(m, mq::kCtxRunLength);
+                    if (!(w & 1u)) {
+                        const uint32_t qe = w & 0xFFFF0000u;
+                        const uint64_t qe64 = static_cast<uint64_t>(qe) << 32;
+                        uint32_t a = m.a;
+                        uint64_t cr = m.c;
+                        bool more = true;
+                        while (cr >= qe64 && ((a - qe) & 0x80000000u)) {
+                            a -= qe;
+                            cr -= qe64;
+                            sel &= ~(uint64_t(0xF) << i);
+                            if (i == 60 || !((run >> (i + 4)) & 1u)) {
+                                more = false;
+                                break;
+                            }
+                            i += 4;
+                        }
+                        m.a = a;
+                        m.c = cr;
+                        if (!more) continue;
+                    }
+                }
                 const int x = x0 + (i >> 2);
                 uint16_t* c = col + 2 * (i >> 2);
                 int k = i & 3;
-                if (((full >> i) & 1u) && !(columnFlags(b, c) & kNeighbours)) {
-                    // Run-length mode: four quiet samples.
+                if ((run >> i) & 1u) {
                     const uint64_t column = uint64_t(0xF) << i;
                     sel &= ~column;
                     if (!mq::decodeRegs(m, mq::kCtxRunLength)) continue;
@@ -630,6 +710,7 @@ inline void cleanup(const Block& blk, mq::MqRegs& mq, const int32_t* zc, uint32_
                     const uint32_t neg = decodeSign(m, *f);
                     dr[k][x] |= one | (neg << 31);
                     setSignificant(b, f, k, neg);
+                    run &= ~(uint64_t(2) << (i | 3));     // the next column is not quiet now
                     sel |= (uint64_t(0xE) << (i + k)) & column;  // the samples after it
                     continue;
                 }
@@ -640,6 +721,7 @@ inline void cleanup(const Block& blk, mq::MqRegs& mq, const int32_t* zc, uint32_
                     const uint32_t neg = decodeSign(m, fl);
                     dr[k][x] |= one | (neg << 31);
                     setSignificant(b, f, k, neg);
+                    run &= ~(uint64_t(2) << (i | 3));
                 }
             }
         }
