@@ -1,6 +1,5 @@
 // `ozrj j2k decode`: lossless JPEG2000 codestreams to PGM/PPM.
 #include <algorithm>
-#include <cstdio>
 
 #include "commands.h"
 #include "j2k_reader.h"
@@ -94,22 +93,10 @@ int cmdJ2kDecode(const std::vector<std::string>& args) {
     // The PNM file straight from the components (what writePnm makes of the
     // image decodeJ2kFile gives, without that image in between).
     const J2kComponent& c0 = j.components[0];
-    const int channels = static_cast<int>(j.components.size()), maxval = (1 << c0.precision) - 1;
-    char head[64];
-    const int hn = std::snprintf(head, sizeof head, "P%c\n%d %d\n%d\n", channels == 1 ? '5' : '6', c0.width,
-                                 c0.height, maxval);
-    const size_t pixels = size_t(c0.width) * c0.height, bps = maxval > 255 ? 2 : 1;
-    std::vector<uint8_t> bytes(size_t(hn) + pixels * channels * bps);
-    std::copy(head, head + hn, bytes.begin());
-    uint8_t* o = bytes.data() + hn;
-    if (bps == 2) {
-        interleave(j, pixels, [o](size_t k, uint16_t v) {
-            o[2 * k] = static_cast<uint8_t>(v >> 8);
-            o[2 * k + 1] = static_cast<uint8_t>(v);
-        });
-    } else {
-        interleave(j, pixels, [o](size_t k, uint16_t v) { o[k] = static_cast<uint8_t>(v); });
-    }
+    const size_t pixels = size_t(c0.width) * c0.height, channels = j.components.size();
+    std::vector<uint8_t> bytes =
+        pnmBytes(c0.width, c0.height, static_cast<int>(channels), (1 << c0.precision) - 1, pixels * channels,
+                 [&j, pixels](auto put) { interleave(j, pixels, put); });
     j = J2kImage();  // the samples are no longer needed while the file is written
     if (!writeFileAtomic(files[1], bytes, &err)) return fail(err);
     return 0;

@@ -108,24 +108,21 @@ bool readPnm(const std::string& path, Image* img, std::string* error) {
     return true;
 }
 
-bool writePnm(const std::string& path, const Image& img, std::string* error) {
+std::string pnmHeader(int width, int height, int channels, int maxval) {
     char head[64];
-    const int n = std::snprintf(head, sizeof head, "P%c\n%d %d\n%d\n", img.channels == 1 ? '5' : '6',
-                                img.width, img.height, img.maxval);
-    const size_t bps = img.maxval > 255 ? 2 : 1, count = img.samples.size();
-    std::vector<uint8_t> d(size_t(n) + count * bps);
-    std::memcpy(d.data(), head, size_t(n));
-    uint8_t* o = d.data() + n;
+    const int n = std::snprintf(head, sizeof head, "P%c\n%d %d\n%d\n", channels == 1 ? '5' : '6', width, height,
+                                maxval);
+    return std::string(head, static_cast<size_t>(n));
+}
+
+bool writePnm(const std::string& path, const Image& img, std::string* error) {
     const uint16_t* s = img.samples.data();
-    if (bps == 2) {
-        for (size_t i = 0; i < count; ++i) {
-            o[2 * i] = static_cast<uint8_t>(s[i] >> 8);
-            o[2 * i + 1] = static_cast<uint8_t>(s[i]);
-        }
-    } else {
-        for (size_t i = 0; i < count; ++i) o[i] = static_cast<uint8_t>(s[i]);
-    }
-    return writeFileAtomic(path, d, error);
+    const size_t count = img.samples.size();
+    return writeFileAtomic(path, pnmBytes(img.width, img.height, img.channels, img.maxval, count,
+                                          [s, count](auto put) {
+                                              for (size_t i = 0; i < count; ++i) put(i, s[i]);
+                                          }),
+                           error);
 }
 
 double psnr(const Image& a, const Image& b) {
