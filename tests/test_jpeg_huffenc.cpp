@@ -376,6 +376,70 @@ TEST(HuffEncBlock, FastPathMatchesCarefulOnGarbageRecords) {
     }
 }
 
+// Long streams through each fast build, state and position carried from
+// block to block, against the careful path: photo-like sparse blocks, dense
+// ones, whole 15-bit values, and codes full of 1-bits (stuffing in most
+// blocks).  Every build must take nearly all of them itself.
+TEST(HuffEncBlock, FastStreamsMatchCarefulStream) {
+    using Fast = bool (*)(const Ozr16s*, Ozr8u*, int, int*, Ozr16s*, const OzriEncodeHuffmanSpec*,
+                          const OzriEncodeHuffmanSpec*, OzriEncodeHuffmanState*);
+    Rng rng(21);
+    int flat[256];
+    for (int& c : flat) c = rng.range(1, 4);
+    uint8_t bits[16], vals[256];
+    ASSERT_EQ(ozrStatusOk, ozriEncodeHuffmanRawTableInit_JPEG_8u(flat, bits, vals));
+    OzriEncodeHuffmanSpec longCodes;
+    ASSERT_EQ(ozrStatusOk, ozriEncodeHuffmanSpecInit_JPEG_8u(bits, vals, &longCodes));
+    constexpr int kBlocks = 3000;
+    const OzriEncodeHuffmanSpec* acs[2] = {&kAcL, &longCodes};
+    for (const OzriEncodeHuffmanSpec* ac : acs) {
+        // The standard tables stop at category 11 (DC) and 10 (AC).
+        const bool std = ac == &kAcL;
+        const OzriEncodeHuffmanSpec& dc = std ? kDcL : longCodes;
+        std::vector<Ozr16s> blocks(64 * kBlocks, 0);
+        for (int i = 0; i < kBlocks; ++i) {
+            Ozr16s* blk = &blocks[64 * i];
+            const int kind = i % 4;
+            blk[0] = static_cast<Ozr16s>(rng.range(-1023, 1023));
+            const int last = rng.range(0, 63), maxV = kind == 2 ? (std ? 1023 : 32767) : kind == 1 ? 1023 : 30;
+            for (int k = 1; k <= last; ++k)
+                if (kind == 1 || rng.range(0, 3) == 0) {
+                    const int v = rng.range(1, maxV);
+                    blk[ozr::kZigzagNatural[k]] = static_cast<Ozr16s>(rng.range(0, 1) ? v : -v);
+                }
+            for (int k = 1; k + 15 < 64; k += 15) blk[ozr::kZigzagNatural[k]] |= 1;  // runs stay below 16
+        }
+        std::vector<uint8_t> want(1 << 20);
+        OzriEncodeHuffmanState sw = randomState(rng);
+        const OzriEncodeHuffmanState st0 = sw;
+        int pw = 3;
+        Ozr16s dw = 5;
+        for (int i = 0; i < kBlocks; ++i)
+            ASSERT_EQ(ozrStatusOk, ozr::huff::encodeBlockCareful(&blocks[64 * i], want.data(), int(want.size()), &pw,
+                                                                 &dw, &dc, ac, &sw));
+        for (Fast fast : {&ozr::huff::encodeBlockFast, &ozr::huff::avx2::encodeBlockFast,
+                          &ozr::huff::avx512::encodeBlockFast}) {
+            if (fast == &ozr::huff::avx2::encodeBlockFast && !ozr::cpuHasAvx2()) continue;
+            if (fast == &ozr::huff::avx512::encodeBlockFast && !ozr::cpuHasAvx512()) continue;
+            std::vector<uint8_t> got(want.size(), 0x5A);
+            OzriEncodeHuffmanState sg = st0;
+            int pg = 3, declined = 0;
+            Ozr16s dg = 5;
+            for (int i = 0; i < kBlocks; ++i)
+                if (!fast(&blocks[64 * i], got.data(), int(got.size()), &pg, &dg, &dc, ac, &sg)) {
+                    ++declined;
+                    ASSERT_EQ(ozrStatusOk, ozr::huff::encodeBlockCareful(&blocks[64 * i], got.data(), int(got.size()),
+                                                                         &pg, &dg, &dc, ac, &sg));
+                }
+            EXPECT_LT(declined, kBlocks / 100);
+            ASSERT_EQ(pw, pg);
+            EXPECT_EQ(dw, dg);
+            EXPECT_TRUE(sameState(sw, sg));
+            EXPECT_TRUE(std::equal(want.begin() + 3, want.begin() + pw, got.begin() + 3));
+        }
+    }
+}
+
 TEST(HuffEncKernel, ZigzagNonzeroMaskSsse3MatchesScalar) {
     Rng rng(3);
     std::vector<Ozr16s> mem(64 + 16);
