@@ -70,7 +70,8 @@ def main(folder):
     ctx = None
     print("# Performance\n")
     print("Made by `bash bench/run.sh`: Google Benchmark, medians of repeated runs, library and peer "
-          "measured in the same binary and the same run, on the photographs of "
+          "measured in the same binary and the same run (repetitions interleaved in random "
+          "order), on the photographs of "
           "`scripts/fetch-photos.sh` where the content matters. Single-threaded unless a row says "
           "all threads. Shared machines are noisy: compare ratios within one table, not absolute "
           "figures across runs.\n")
@@ -79,6 +80,8 @@ def main(folder):
         data = json.load(open(f))
         ctx = ctx or data.get("context", {})
         rows = [b for b in data.get("benchmarks", []) if b.get("aggregate_name", "median") == "median"]
+        # Interleaved runs report in run order; list them as declared.
+        rows.sort(key=lambda b: (b.get("family_index", 0), b.get("per_family_instance_index", 0)))
         if not rows:
             continue
         title = os.path.basename(f)[:-5]

@@ -14,7 +14,10 @@ for b in build-bench/bench/bench_*; do
   [ -x "$b" ] || continue
   name=$(basename "$b")
   echo "-- $name" >&2
-  args=(--benchmark_repetitions="$REPS" --benchmark_report_aggregates_only=true --benchmark_format=json)
+  # Repetitions of library and peer run interleaved in random order, so a
+  # slow spell of the machine falls on both sides alike.
+  args=(--benchmark_repetitions="$REPS" --benchmark_enable_random_interleaving=true
+        --benchmark_report_aggregates_only=true --benchmark_format=json)
   if [ "$name" = bench_pipeline ]; then
     "$b" --threads=1 "${args[@]}" > "$out/$name-1.json"
     "$b" --threads="$(nproc)" --benchmark_filter=Ozrj "${args[@]}" > "$out/$name-all.json"
