@@ -13,7 +13,7 @@
 // stuffed 0x00.  Flushing writes seven 1-bits (so a partial byte is padded
 // with 1-bits and the surplus is dropped) and then re-initialises the state.
 //
-// Two writers produce identical bytes, positions and states:
+// The writers produce identical bytes, positions and states:
 //  * writeBits()      the careful writer: one call writes one field, checks
 //                     room before every byte and commits the state only when
 //                     the whole field went out.  On BufferExhausted the bytes
@@ -31,6 +31,11 @@
 //                     position; they are overwritten by whatever is written
 //                     next.  Nothing is ever stored at or past the buffer's
 //                     length (dstLenBytes).
+//  * StraightWriter   (the AVX-512 block encoder's, huffenc_avx512.cpp) stores
+//                     eight bytes at every append and puts the stuffing zeros
+//                     in afterwards; it only starts with room for a whole
+//                     block stuffed throughout, and may leave up to 8 scratch
+//                     bytes from the new position on.
 //
 // Records produced by other code: a pending count outside 0..7 is rejected by
 // the exported encoders with ozrStatusBadSize (checked right after the
