@@ -394,14 +394,14 @@ TEST(HuffEncBlock, FastStreamsMatchCarefulStream) {
     const OzriEncodeHuffmanSpec* acs[2] = {&kAcL, &longCodes};
     for (const OzriEncodeHuffmanSpec* ac : acs) {
         // The standard tables stop at category 11 (DC) and 10 (AC).
-        const bool std = ac == &kAcL;
-        const OzriEncodeHuffmanSpec& dc = std ? kDcL : longCodes;
+        const bool standard = ac == &kAcL;
+        const OzriEncodeHuffmanSpec& dc = standard ? kDcL : longCodes;
         std::vector<Ozr16s> blocks(64 * kBlocks, 0);
         for (int i = 0; i < kBlocks; ++i) {
             Ozr16s* blk = &blocks[64 * i];
             const int kind = i % 4;
             blk[0] = static_cast<Ozr16s>(rng.range(-1023, 1023));
-            const int last = rng.range(0, 63), maxV = kind == 2 ? (std ? 1023 : 32767) : kind == 1 ? 1023 : 30;
+            const int last = rng.range(0, 63), maxV = kind == 2 ? (standard ? 1023 : 32767) : kind == 1 ? 1023 : 30;
             for (int k = 1; k <= last; ++k)
                 if (kind == 1 || rng.range(0, 3) == 0) {
                     const int v = rng.range(1, maxV);

@@ -62,7 +62,8 @@ alignas(64) constexpr Constants kC = makeConstants();
 // into the accumulator and stores the accumulator's complete bytes (eight
 // bytes, the ones past the complete bytes are scratch), keeping at most 7
 // pending bits.  Appends take at most 56 bits.  Stuffing comes afterwards:
-// finish() finds the 0xFF bytes of the call and spreads the bytes out.
+// each append notes whether a complete byte was 0xFF, and finish() then
+// spreads the call's bytes out (rare).
 // The caller guarantees kRoom bytes of room, more than a block can take
 // with every byte stuffed.
 class StraightWriter {
@@ -96,7 +97,7 @@ public:
         count_ &= 7;
     }
 
-    // Appends up to 62 bits.
+    // Appends up to 64 bits (a pair of fields: at most 63).
     __attribute__((always_inline)) inline void putLong(uint64_t v, uint64_t n) {
         if (__builtin_expect(n > 56, 0)) {
             put(v >> 32, n - 32);
