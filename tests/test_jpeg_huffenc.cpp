@@ -251,6 +251,22 @@ TEST(HuffEncBlock, SymbolsWithoutCodes) {
 
 // ========================================== fast path against careful path
 
+// A table for all 256 symbols from flat counts: long codes full of 1-bits,
+// so 0xFF bytes are common.
+OzriEncodeHuffmanSpec flatCodes(Rng& rng) {
+    int flat[256];
+    for (int& c : flat) c = rng.range(1, 4);
+    uint8_t bits[16], vals[256];
+    EXPECT_EQ(ozrStatusOk, ozriEncodeHuffmanRawTableInit_JPEG_8u(flat, bits, vals));
+    OzriEncodeHuffmanSpec s;
+    EXPECT_EQ(ozrStatusOk, ozriEncodeHuffmanSpecInit_JPEG_8u(bits, vals, &s));
+    return s;
+}
+
+// The fast forms of the block encoder.
+using Fast = bool (*)(const Ozr16s*, Ozr8u*, int, int*, Ozr16s*, const OzriEncodeHuffmanSpec*,
+                      const OzriEncodeHuffmanSpec*, OzriEncodeHuffmanState*);
+
 // The exported encoder (fast path first) against the careful path alone:
 // status, position, predictor, state and the bytes up to the position agree
 // (the fast path may leave scratch after it); nothing at or past dstLen moves.
@@ -271,8 +287,6 @@ void compareAt(const Ozr16s* blk, const OzriEncodeHuffmanSpec& ac, const OzriEnc
     ASSERT_TRUE(std::all_of(a.begin() + dstLen, a.end(), [](uint8_t x) { return x == 0x5A; })) << "len " << dstLen;
     // Both builds of the fast path, called directly: when they take the
     // block, they give the careful result.
-    using Fast = bool (*)(const Ozr16s*, Ozr8u*, int, int*, Ozr16s*, const OzriEncodeHuffmanSpec*,
-                          const OzriEncodeHuffmanSpec*, OzriEncodeHuffmanState*);
     for (Fast fast : {&ozr::huff::encodeBlockFast, &ozr::huff::avx2::encodeBlockFast,
                       &ozr::huff::avx512::encodeBlockFast}) {
         if (fast == &ozr::huff::avx2::encodeBlockFast && !ozr::cpuHasAvx2()) continue;
@@ -298,13 +312,7 @@ void compareAt(const Ozr16s* blk, const OzriEncodeHuffmanSpec& ac, const OzriEnc
 
 TEST(HuffEncBlock, FastPathMatchesCarefulAtEveryBufferEnd) {
     Rng rng(5);
-    // Flat counts make long codes full of 1-bits: 0xFF bytes are common.
-    int flat[256];
-    for (int& c : flat) c = rng.range(1, 4);
-    uint8_t bits[16], vals[256];
-    ASSERT_EQ(ozrStatusOk, ozriEncodeHuffmanRawTableInit_JPEG_8u(flat, bits, vals));
-    OzriEncodeHuffmanSpec longCodes;
-    ASSERT_EQ(ozrStatusOk, ozriEncodeHuffmanSpecInit_JPEG_8u(bits, vals, &longCodes));
+    const OzriEncodeHuffmanSpec longCodes = flatCodes(rng);
     // A hand-made record whose codes carry stray bits above their length.
     OzriEncodeHuffmanSpec dirty = kAcL;
     for (uint32_t& e : dirty.entry)
@@ -381,15 +389,8 @@ TEST(HuffEncBlock, FastPathMatchesCarefulOnGarbageRecords) {
 // ones, whole 15-bit values, and codes full of 1-bits (stuffing in most
 // blocks).  Every build must take nearly all of them itself.
 TEST(HuffEncBlock, FastStreamsMatchCarefulStream) {
-    using Fast = bool (*)(const Ozr16s*, Ozr8u*, int, int*, Ozr16s*, const OzriEncodeHuffmanSpec*,
-                          const OzriEncodeHuffmanSpec*, OzriEncodeHuffmanState*);
     Rng rng(21);
-    int flat[256];
-    for (int& c : flat) c = rng.range(1, 4);
-    uint8_t bits[16], vals[256];
-    ASSERT_EQ(ozrStatusOk, ozriEncodeHuffmanRawTableInit_JPEG_8u(flat, bits, vals));
-    OzriEncodeHuffmanSpec longCodes;
-    ASSERT_EQ(ozrStatusOk, ozriEncodeHuffmanSpecInit_JPEG_8u(bits, vals, &longCodes));
+    const OzriEncodeHuffmanSpec longCodes = flatCodes(rng);
     constexpr int kBlocks = 3000;
     const OzriEncodeHuffmanSpec* acs[2] = {&kAcL, &longCodes};
     for (const OzriEncodeHuffmanSpec* ac : acs) {

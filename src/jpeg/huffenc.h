@@ -163,6 +163,20 @@ OzrStatus flush(Ozr8u* pDst, int dstLenBytes, int* pDstCurrPos, OzriEncodeHuffma
 // over-subscribed length.
 OzrStatus initEncodeTable(const Ozr8u* bits, const Ozr8u* vals, OzriEncodeHuffmanSpec* tbl);
 
+// The state as the fast writers take it: the pending bits right-aligned,
+// their count and the last byte written.  False for a state this library
+// does not leave (a count outside 0..7, stray bits below the pending ones).
+inline bool unpackState(const OzriEncodeHuffmanState* st, uint32_t* pending, int* count, uint32_t* last) {
+    const int c = st->count;
+    if (c < 0 || c > 7) return false;
+    const uint32_t acc = static_cast<uint32_t>(st->accumulator);
+    if (acc & ((1u << (24 - c)) - 1u)) return false;
+    *pending = (acc & 0x00FFFFFFu) >> (24 - c);
+    *count = c;
+    *last = acc >> 24;
+    return true;
+}
+
 // ------------------------------------------------------------ fast writer
 // Usage:
 //   BitWriter<A> w;
@@ -184,13 +198,11 @@ public:
 
     bool begin(const OzriEncodeHuffmanState* st, Ozr8u* dst, int dstLenBytes, int pos) {
         if (pos < 0 || pos > dstLenBytes || dstLenBytes - pos < kMinRoom) return false;
-        const int c = st->count;
-        if (c < 0 || c > 7) return false;
-        const uint32_t acc = static_cast<uint32_t>(st->accumulator);
-        if (acc & ((1u << (24 - c)) - 1u)) return false;
-        buf_ = (acc & 0x00FFFFFFu) >> (24 - c);
+        uint32_t pending;
+        int c;
+        if (!unpackState(st, &pending, &c, &last_)) return false;
+        buf_ = pending;
         free_ = 64 - c;
-        last_ = acc >> 24;
         start_ = dst + pos;
         out_ = start_;
         end_ = dst + dstLenBytes;

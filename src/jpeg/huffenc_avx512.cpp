@@ -72,13 +72,11 @@ public:
 
     bool begin(const OzriEncodeHuffmanState* st, Ozr8u* dst, int dstLenBytes, int pos) {
         if (pos < 0 || pos > dstLenBytes || dstLenBytes - pos < kRoom) return false;
-        const int c = st->count;
-        if (c < 0 || c > 7) return false;
-        const uint32_t acc = static_cast<uint32_t>(st->accumulator);
-        if (acc & ((1u << (24 - c)) - 1u)) return false;
-        acc_ = (acc & 0x00FFFFFFu) >> (24 - c);
+        uint32_t pending;
+        int c;
+        if (!unpackState(st, &pending, &c, &last_)) return false;
+        acc_ = pending;
         count_ = static_cast<uint64_t>(c);
-        last_ = acc >> 24;
         start_ = dst + pos;
         out_ = start_;
         return true;
